@@ -1,0 +1,83 @@
+#!/usr/bin/env bash
+# One entry point for the project: dependencies, build, tests, demo, benchmarks.
+#   ./dev.sh deps            install the missing Debian packages
+#   ./dev.sh build           configure and build (Release) into build/
+#   ./dev.sh test            deps + build + run the whole test suite
+#   ./dev.sh test --sanitize the same with AddressSanitizer and UBSan, in build-sanitize/
+#   ./dev.sh demo            deps + build + super-resolve the built-in demo burst
+#   ./dev.sh bench           deps + build + run the benchmarks
+set -euo pipefail
+cd "$(dirname "$0")"
+
+PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev)
+OPTIONAL_PACKAGES=(libopencv-superres-dev)
+JOBS=$(nproc 2>/dev/null || echo 2)
+
+missing_packages() {
+  local pkg
+  for pkg in "$@"; do
+    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || echo "$pkg"
+  done
+}
+
+deps() {
+  local missing optional
+  missing=$(missing_packages "${PACKAGES[@]}")
+  optional=$(missing_packages "${OPTIONAL_PACKAGES[@]}")
+  [ -z "$missing$optional" ] && return 0
+  local sudo=""
+  if [ "$(id -u)" -ne 0 ]; then
+    if command -v sudo >/dev/null 2>&1; then sudo="sudo"; else
+      [ -z "$missing" ] && return 0
+      echo "dev.sh: missing packages: $missing" >&2
+      echo "dev.sh: run as root (or install sudo) so that apt-get can install them." >&2
+      exit 1
+    fi
+  fi
+  if ! command -v apt-get >/dev/null 2>&1; then
+    [ -z "$missing" ] && return 0
+    echo "dev.sh: missing packages: $missing; apt-get is not available on this machine." >&2
+    exit 1
+  fi
+  echo "dev.sh: installing $missing $optional" >&2
+  export DEBIAN_FRONTEND=noninteractive
+  if ! { $sudo apt-get update -qq && $sudo apt-get install -y -qq $missing $optional >/dev/null; }; then
+    # The optional packages only add a comparison row to the benchmark.
+    if [ -n "$missing" ] && ! $sudo apt-get install -y -qq $missing >/dev/null; then
+      echo "dev.sh: apt-get could not install: $missing" >&2
+      exit 1
+    fi
+  fi
+}
+
+build() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
+  cmake --build "$dir" -j "$JOBS"
+}
+
+run_tests() {
+  local dir=$1
+  ctest --test-dir "$dir" --output-on-failure -j "$JOBS"
+}
+
+command=${1:-}
+shift || true
+case "$command" in
+  deps) deps ;;
+  build) deps; build build ;;
+  test)
+    deps
+    if [ "${1:-}" = "--sanitize" ]; then
+      build build-sanitize -DVSR_SANITIZE=ON -DVSR_BUILD_BENCH=OFF
+      ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build-sanitize
+    else
+      build build
+      run_tests build
+    fi ;;
+  demo) deps; build build; ./build/tools/vsr demo "$@" ;;
+  bench) deps; build build; ./build/bench/vsr_bench --benchmark_min_time=0.5 "$@" ;;
+  *)
+    sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//' >&2
+    exit 2 ;;
+esac

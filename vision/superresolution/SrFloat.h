@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Proprietary
+#pragma once
+
+#include "vorel/Export.h"
+#include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+namespace vorel {
+namespace vision {
+
+/// The float super-resolution engine: a sliding window of the most recent
+/// frames, one registration, one minimiser and one bad-pixel handler.
+///
+/// Feed frames with addFrame(); computeSR() registers the window against the
+/// reference frame, reconstructs an image of factor times the width and height
+/// and returns the srfactor (about 1 to 2 for factor 2), or -998 (registration
+/// failed), -6 (large displacement) or -3 (too many masked pixels). Setters
+/// throw a plain C string (const char*) on an invalid value.
+template <class Registration>
+class VRLIB_API SrFloat {
+public:
+    /// Throws "Invalid reference index specified." if numFrames < 1.
+    SrFloat(int width, int height, int numFrames, float factor);
+    ~SrFloat();
+    SrFloat(const SrFloat&) = delete;
+    /// Member-wise: afterwards both engines share the source's buffers.
+    SrFloat& operator=(const SrFloat& other);
+
+    /// Copies a frame (width x height floats) into the window, repairs its bad
+    /// pixels and prepares it for registration. Returns 0 or a negative code of
+    /// the bad-pixel repair (-2: a defect could not be repaired from neighbours).
+    int addFrame(const float* frame);
+    int addFrame(const cv::Mat_<float>& frame);
+    void clearFrames() { frameCount = 0; }
+
+    /// Reconstructs from the window into `out` (outputWidth x outputHeight floats).
+    float computeSR(float* out);
+    float computeSR(cv::Mat_<float>& out);
+
+    /// Copies the last reconstruction (outputSize floats) to `out`.
+    void saveFrame(float* out) const;
+    void getMasks(std::vector<cv::Mat_<unsigned char>>& masks) const;
+    void getCompleteShifts(std::vector<cv::Point2f>& shifts);
+
+    void setReferenceIndex(int index);
+    void setRegError(float error);
+    void setPsfSigma(float sigma);
+    void setWeightTV(float weight);
+    void setRelativeResidue(float residue);
+    void setMaxCGIters(int iterations);
+    void setMinStructureThreshold(float threshold) { minStructureThreshold = threshold; }
+    void setDataIsNUC(bool dataIsNUC);
+
+    int getInputSize() const { return inputSize; }
+    int getOutputSize() const { return outputSize; }
+    int getOutputWidth() const { return outputWidth; }
+    int getOutputHeight() const { return outputHeight; }
+    int getReferenceIndex() const { return referenceIndex; }
+    int getWindowSize() const { return numFrames; }
+    int getFrameCount() const { return frameCount; }
+    float getMinStructureThreshold() const { return minStructureThreshold; }
+    float getRegError() const;
+    float getPsfSigma() const;
+    float getWeightTV() const;
+    float getRelativeResidue() const;
+    int getMaxCGIters() const;
+
+    /// The registration object, for its own blur settings.
+    Registration& getRegistration() { return registration; }
+
+private:
+    int loadFrame(const float* frame);
+
+    int width;
+    int height;
+    int inputSize;
+    int outputWidth;
+    int outputHeight;
+    int outputSize;
+    int spectrumSize;
+    int numFrames;
+    float factor;
+    int referenceIndex;
+    float minStructureThreshold;
+    Registration registration;
+    SrFloatMinimization minimization;
+    SuperResolutionBadPixelHandling badPixelHandling;
+    float** frames;
+    float** shiftedFrames;
+    float* estimate;
+    cv::Point2f* shifts;
+    char** masks;
+    int frameCount;
+};
+
+extern template class SrFloat<SrFloatRegistration2>;
+
+}  // namespace vision
+}  // namespace vorel

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Proprietary
+#pragma once
+
+#include "vorel/Export.h"
+
+#include <opencv2/core.hpp>
+
+namespace vorel {
+namespace vision {
+
+/// The two sparse-grid operators that tie a high-resolution estimate to the
+/// low-resolution frames, and a box filter used by registration.
+///
+/// Low-resolution pixel (i, j) sits at high-resolution row 2*i (rows are spaced
+/// by 2 whatever the factor) and column s*j with s = (int)factor. Full-size
+/// images are (H + kh - 1) rows by (W + kw - 1) columns, H x W being the
+/// high-resolution size given to the constructor. Nothing is checked: buffers
+/// must match the constructor's sizes. One object must not serve two threads.
+class VRLIB_API SrFloatConvolution {
+public:
+    /// width, height: high-resolution size; kernel sizes in taps; factor f.
+    SrFloatConvolution(int width, int height, int kernelWidth, int kernelHeight, float factor);
+    ~SrFloatConvolution();
+    SrFloatConvolution(const SrFloatConvolution&) = delete;
+    SrFloatConvolution& operator=(const SrFloatConvolution&) = delete;
+
+    /// Back-projection: places the masked low-resolution frame `in` (h x w) on
+    /// the sparse grid and writes its full convolution with kernelY (vertical)
+    /// and kernelX (horizontal) into `out` (full size, overwritten).
+    void fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out);
+
+    /// As fullConvFromSparse, but adds the result to `out` instead of overwriting it.
+    void addFullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out);
+
+    /// Adjoint of the unmasked back-projection: correlates the full-size `in`
+    /// with the kernels ("valid" part) and keeps the sparse-grid samples in
+    /// `out` (h x w, overwritten).
+    void validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out);
+
+    /// Mean of the (2r+1) x (2r+1) window, cut at the image edges (the divisor is
+    /// the number of samples inside). O(1) per pixel. Both sides of `src` must be
+    /// at least 2r+1. `dst` is reallocated only if it is not a float image of src's size.
+    static void blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst);
+
+private:
+    template <bool Accumulate>
+    void backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask, float* out);
+
+    int width;
+    int height;
+    int kernelWidth;
+    int kernelHeight;
+    int fullWidth;
+    int fullHeight;
+    float factor;
+    cv::Mat_<float> workMatrix;
+    float* workData;
+};
+
+}  // namespace vision
+}  // namespace vorel

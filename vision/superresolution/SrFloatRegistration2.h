@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Proprietary
+#pragma once
+
+#include "vorel/Export.h"
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+namespace vorel {
+namespace vision {
+
+/// Registration of the float engine: finds every frame's shift against the
+/// reference frame with sub-pixel accuracy and marks which pixels of each frame
+/// can be trusted.
+///
+/// Each frame is smoothed, mapped to 8 bits and turned into an optical-flow
+/// pyramid on arrival (prepareFrame). At registration, up to 100 corners of the
+/// smoothed reference are tracked into every frame (pyramidal Lucas-Kanade); a
+/// median-gated mean of their displacements gives a whole-pixel shift, which one
+/// linearised least-squares step refines to sub-pixel accuracy and which also
+/// fills the frame's validity mask. Shifts are the scene's position in a frame
+/// minus its position in the reference, in input pixels.
+class VRLIB_API SrFloatRegistration2 {
+public:
+    SrFloatRegistration2(int width, int height, int numFrames);
+    SrFloatRegistration2(const SrFloatRegistration2& other);
+    SrFloatRegistration2& operator=(const SrFloatRegistration2& other);
+    ~SrFloatRegistration2();
+
+    /// Smooths, maps and pyramids one frame (width x height floats, not kept) into
+    /// the newest window slot, evicting the oldest once the window is full.
+    void prepareFrame(float* frame);
+
+    /// Registers frames[0..n-1] (window slot order) against frame `ref`. On success
+    /// returns 0 with the sub-pixel remainders in `shifts`, the validity masks in
+    /// `masks` and the frames moved by their whole-pixel shifts in `shifted`;
+    /// returns -9 when corner tracking fails; throws vorel::Exception
+    /// "Too large displacement" when a shift reaches height / 2.
+    int doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks, float** shifted);
+
+    /// The complete shifts of the last registration, one per frame.
+    void getCompleteShifts(std::vector<cv::Point_<float>>& out);
+
+    int getBlurRadius() const { return blurRadius; }
+    void setBlurRadius(int radius) { blurRadius = radius; }
+    int getRegErrBlurRadius() const { return regErrBlurRadius; }
+    void setRegErrBlurRadius(int radius) { regErrBlurRadius = radius; }
+    float getRegError() const { return regError; }
+    void setRegError(float error) { regError = error; }
+
+private:
+    friend class SrFloatRegistration2Inspector;  // test access to the steps
+
+    void extractCornersRefImage(cv::Mat_<float>& image);
+    int registerWithCorners(unsigned int ref, unsigned int frame, cv::Point_<int>& shift);
+    int registerFrames(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks);
+    void initialize(char** masks, int ref);
+    cv::Point_<float> opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse, char* mask);
+    void shiftFrame(float* const in, cv::Point_<float>& shift, float* out);
+
+    int width;
+    int height;
+    int size;
+    int numFrames;
+    int numPrepared;
+    float regError;
+    int blurRadius;
+    int regErrBlurRadius;
+    int flowWinSize;
+    std::vector<cv::Mat_<float>> blurredFrames;
+    std::vector<std::vector<cv::Mat>> pyramids;
+    float* gradX;
+    float* gradY;
+    float* errImage;
+    std::vector<cv::Point_<float>> refCorners;
+    cv::Mat_<uchar> image8;
+    float rangeMax;
+    float rangeMin;
+    float scale;
+    float offset;
+    float sumGxx;
+    float sumGxy;
+    float sumGyy;
+    float* errBlurred;
+    std::vector<cv::Point_<float>> completeShifts;
+    std::vector<cv::Point_<float>> flowShifts;
+};
+
+}  // namespace vision
+}  // namespace vorel
