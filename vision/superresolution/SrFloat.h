@@ -74,7 +74,10 @@ public:
     Registration& getRegistration() { return registration; }
 
 private:
+    friend class SrFloatInspector;  // test access to the window and the srfactor
+
     int loadFrame(const float* frame);
+    float srFactor_(int n, int maxCount) const;
 
     int width;
     int height;

@@ -33,11 +33,15 @@
  * Every failing call, and the -4 warning, stores a text that
  * SuperResolution_getErrorMessage returns; successful calls leave it as it is.
  *
+ * VISION_SUPERRESOLUTION_VERSION_MAJOR/MINOR/PATCH, _NUMBER and _STRING give the
+ * version of these headers; the major number is the shared library's SONAME.
+ *
  * Threads: the context table and the error text are process-wide and not
  * synchronised; call the interface from one thread at a time.
  */
 
 #include "vorel/Export.h"
+#include "vision/superresolution/api/vision_superresolution_version.h"
 
 #ifdef __cplusplus
 extern "C" {
