@@ -25,5 +25,6 @@ install(FILES ${CMAKE_BINARY_DIR}/${VSR_LIB}Config.cmake ${CMAKE_BINARY_DIR}/${V
 
 # Relative to the .pc file, so that an install with --prefix stays usable.
 file(RELATIVE_PATH VSR_PC_TO_PREFIX /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
+string(REGEX REPLACE "/$" "" VSR_PC_TO_PREFIX "${VSR_PC_TO_PREFIX}")
 configure_file(cmake/pkgconfig.pc.in ${CMAKE_BINARY_DIR}/${VSR_LIB}.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/${VSR_LIB}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
