@@ -54,6 +54,16 @@ bool allFinite(const std::vector<float>& values) {
     return true;
 }
 
+// The query answers -5 before the fifth frame, with the output size written all the same.
+void expectQueryBeforeFifthFrame(int handle, int frameWidth, int frameHeight) {
+    int w = 0;
+    int h = 0;
+    EXPECT_EQ(SuperResolution_queryOutputImageSize(handle, &w, &h), -5);
+    EXPECT_EQ(lastError(), "Not enough input images (<5)");
+    EXPECT_EQ(w, 2 * frameWidth);
+    EXPECT_EQ(h, 2 * frameHeight);
+}
+
 std::vector<float> nanImage() {
     return std::vector<float>(4 * width * height, std::numeric_limits<float>::quiet_NaN());
 }
@@ -66,12 +76,8 @@ TEST(SuperResolutionApi, InitTakesTheLowestFreeSlot) {
     EXPECT_EQ(second, first + 1);
     EXPECT_EQ(third, first + 2);
     EXPECT_EQ(SuperResolution_release(second), 0);
-    EXPECT_EQ(SuperResolution_init(8, 8), second);  // reused, with the new size
-    int w = 0;
-    int h = 0;
-    EXPECT_EQ(SuperResolution_queryOutputImageSize(second, &w, &h), -5);
-    EXPECT_EQ(w, 16);
-    EXPECT_EQ(h, 16);
+    EXPECT_EQ(SuperResolution_init(8, 6), second);  // reused, with the new size
+    expectQueryBeforeFifthFrame(second, 8, 6);
     for (int handle : {first, second, third}) EXPECT_EQ(SuperResolution_release(handle), 0);
 }
 
@@ -146,13 +152,8 @@ TEST(SuperResolutionApi, EarlyResultIsCopiedAllTheSame) {
     Context context;
     const auto frames = burst(3);
     for (const auto& frame : frames) ASSERT_EQ(SuperResolution_addImage(context.handle, frame[0]), 0);
-    int w = 0;
-    int h = 0;
     // The query reconstructs from the three frames so far.
-    EXPECT_EQ(SuperResolution_queryOutputImageSize(context.handle, &w, &h), -5);
-    EXPECT_EQ(lastError(), "Not enough input images (<5)");
-    EXPECT_EQ(w, 2 * width);
-    EXPECT_EQ(h, 2 * height);
+    expectQueryBeforeFifthFrame(context.handle, width, height);
     std::vector<float> out = nanImage();
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, out.data()), -5);
     ASSERT_TRUE(allFinite(out));
@@ -162,12 +163,7 @@ TEST(SuperResolutionApi, EarlyResultIsCopiedAllTheSame) {
 
 TEST(SuperResolutionApi, QueryWithoutFramesReportsSizeAndMinus5) {
     Context context;
-    int w = 0;
-    int h = 0;
-    EXPECT_EQ(SuperResolution_queryOutputImageSize(context.handle, &w, &h), -5);
-    EXPECT_EQ(lastError(), "Not enough input images (<5)");
-    EXPECT_EQ(w, 2 * width);
-    EXPECT_EQ(h, 2 * height);
+    expectQueryBeforeFifthFrame(context.handle, width, height);
 }
 
 TEST(SuperResolutionApi, NullDestinationEndsWithMemcpyText) {
