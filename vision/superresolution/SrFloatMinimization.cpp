@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 
 #include "vision/superresolution/SrFloatConvolution.h"
+#include "vorel/Dispatch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -204,7 +205,7 @@ void SrFloatMinimization::generatePsfs(int nFrames, cv::Point_<float>* shifts) {
     }
 }
 
-int SrFloatMinimization::minimize(int nFrames, int refIndex, float** frames, cv::Point_<float>* shifts, char** masks,
+VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex, float** frames, cv::Point_<float>* shifts, char** masks,
                                   float* out) {
     const int lowSize = width * height;
     const float* reference = frames[refIndex];
@@ -248,7 +249,7 @@ int SrFloatMinimization::minimize(int nFrames, int refIndex, float** frames, cv:
     return total;
 }
 
-int SrFloatMinimization::conjugateGradients(int nFrames, char** masks, int budget) {
+VOREL_DISPATCH_AVX2 int SrFloatMinimization::conjugateGradients(int nFrames, char** masks, int budget) {
     computeL();
     gradient(estimate, nFrames, masks, residual);
     residualNorm = static_cast<float>(startResidual(rhs, residual, direction, fullSize));
@@ -258,7 +259,7 @@ int SrFloatMinimization::conjugateGradients(int nFrames, char** masks, int budge
     return budget;
 }
 
-bool SrFloatMinimization::iteration(int /*k*/, int nFrames, char** masks) {
+VOREL_DISPATCH_AVX2 bool SrFloatMinimization::iteration(int /*k*/, int nFrames, char** masks) {
     gradient(direction, nFrames, masks, product);
     const double pq = dot(direction, product, fullSize);
     const float alpha = static_cast<float>(residualNorm / pq);
@@ -272,16 +273,28 @@ bool SrFloatMinimization::iteration(int /*k*/, int nFrames, char** masks) {
 
 // Lagged-diffusivity TV weights from the current estimate: a weighted graph
 // Laplacian whose couplings are stored once, at the lower index of each pair.
-void SrFloatMinimization::computeL() {
+VOREL_DISPATCH_AVX2 void SrFloatMinimization::computeL() {
     static const float invSqrt2 = 1.0f / std::sqrt(2.0f);
     const float* x = estimate;
     const int wf = fullWidth;
-    const int n = fullSize;
     const float eps = epsilon;
     const float invEps = invEpsilon;
     const float axis = negInvWeightTV;
     const float diag = 0.5f * negInvWeightTV;
     auto clamp = [eps, invEps](float v) { return v > eps ? std::min(v, invEps) : eps; };
+    // Minus the sum of every coupling that touches pixel i, where the pixel exists.
+    auto diagonalAt = [&](int i) {
+        float d = 0.0f;
+        if (i >= 1) d -= couplingEast[i - 1];
+        d -= couplingEast[i];
+        d -= couplingSouth[i];
+        if (i >= wf) d -= couplingSouth[i - wf];
+        d -= couplingSouthEast[i];
+        if (i >= wf + 1) d -= couplingSouthEast[i - wf - 1];
+        d -= couplingSouthWest[i];
+        if (i >= wf - 1) d -= couplingSouthWest[i - wf + 1];
+        return d;
+    };
 
     for (int r = 0; r < fullHeight; ++r) {
         const int row = r * wf;
@@ -311,43 +324,32 @@ void SrFloatMinimization::computeL() {
             south[0] = south[1];
             southEast[0] = southEast[1];
         }
-    }
-
-    // Row 0 and the first pixel of row 1 lack some neighbours above; the rest is uniform.
-    auto diagonalAt = [&](int i) {
-        float d = 0.0f;
-        if (i >= 1) d -= couplingEast[i - 1];
-        d -= couplingEast[i];
-        d -= couplingSouth[i];
-        if (i >= wf) d -= couplingSouth[i - wf];
-        d -= couplingSouthEast[i];
-        if (i >= wf + 1) d -= couplingSouthEast[i - wf - 1];
-        d -= couplingSouthWest[i];
-        if (i >= wf - 1) d -= couplingSouthWest[i - wf + 1];
-        return d;
-    };
-    const int head = std::min(n, wf + 1);
-    for (int i = 0; i < head; ++i) diagonal[i] = diagonalAt(i);
-    for (int i = head; i < n; ++i) {
-        diagonal[i] = -couplingEast[i - 1] - couplingEast[i] - couplingSouth[i] - couplingSouth[i - wf] -
-                      couplingSouthEast[i] - couplingSouthEast[i - wf - 1] - couplingSouthWest[i] -
-                      couplingSouthWest[i - wf + 1];
+        // The row's couplings are complete and those of the row above still in cache.
+        const int uniformFrom = r == 0 ? wf : (r == 1 ? 1 : 0);
+        for (int c = 0; c < uniformFrom; ++c) diagonal[row + c] = diagonalAt(row + c);
+        float* __restrict center = diagonal + row;
+        const float* southEastAbove = southEast - wf;
+        const float* southWestAbove = southWest - wf;
+        const float* southAbove = south - wf;
+        for (int c = uniformFrom; c < wf; ++c) {
+            center[c] = -east[c - 1] - east[c] - south[c] - southAbove[c] - southEast[c] - southEastAbove[c - 1] -
+                        southWest[c] - southWestAbove[c + 1];
+        }
     }
 }
 
-// out = L x + sum_k A_k' M_k A_k x.
-void SrFloatMinimization::gradient(float* x, int nFrames, char** masks, float* out) {
+// out = L x. Only terms whose two indices lie in the image take part; the zero
+// couplings at the row ends cancel the wrap-around of the flattened index.
+VOREL_DISPATCH_AVX2 void SrFloatMinimization::applyTv(const float* __restrict x, float* __restrict out) const {
     const int wf = fullWidth;
     const int n = fullSize;
-    const float* east = couplingEast;
-    const float* south = couplingSouth;
-    const float* southEast = couplingSouthEast;
-    const float* southWest = couplingSouthWest;
-
-    // Terms whose two indices both lie in the image; the zero couplings at the row
-    // ends cancel the wrap-around of the flattened index.
+    const float* __restrict center = diagonal;
+    const float* __restrict east = couplingEast;
+    const float* __restrict south = couplingSouth;
+    const float* __restrict southEast = couplingSouthEast;
+    const float* __restrict southWest = couplingSouthWest;
     auto stencilAt = [&](int i) {
-        float sum = diagonal[i] * x[i];
+        float sum = center[i] * x[i];
         if (i + 1 < n) sum += east[i] * x[i + 1];
         if (i >= 1) sum += east[i - 1] * x[i - 1];
         if (i + wf < n) sum += south[i] * x[i + wf];
@@ -362,12 +364,16 @@ void SrFloatMinimization::gradient(float* x, int nFrames, char** masks, float* o
     const int last = std::max(first, n - wf - 1);
     for (int i = 0; i < first; ++i) out[i] = stencilAt(i);
     for (int i = first; i < last; ++i) {
-        out[i] = diagonal[i] * x[i] + east[i] * x[i + 1] + east[i - 1] * x[i - 1] + south[i] * x[i + wf] +
+        out[i] = center[i] * x[i] + east[i] * x[i + 1] + east[i - 1] * x[i - 1] + south[i] * x[i + wf] +
                  south[i - wf] * x[i - wf] + southEast[i] * x[i + wf + 1] + southEast[i - wf - 1] * x[i - wf - 1] +
                  southWest[i] * x[i + wf - 1] + southWest[i - wf + 1] * x[i - wf + 1];
     }
     for (int i = last; i < n; ++i) out[i] = stencilAt(i);
+}
 
+// out = L x + sum_k A_k' M_k A_k x.
+void SrFloatMinimization::gradient(float* x, int nFrames, char** masks, float* out) {
+    applyTv(x, out);
     for (int k = 0; k < nFrames; ++k) {
         convolution->validCorrToSparse(x, psfX[k], psfY[k], lowResScratch);
         convolution->addFullConvFromSparse(lowResScratch, psfX[k], psfY[k], masks[k], out);
