@@ -34,17 +34,26 @@ struct Context {
     int handle;
 };
 
+vorel::test::SyntheticBurst scene() { return vorel::test::SyntheticBurst(width, height, 8, 0.5f, 17); }
+
 // Frames of one scene, moved by sub-pixel steps.
 std::vector<cv::Mat_<float>> burst(int count, float contrast = 1.0f) {
-    vorel::test::SyntheticBurst scene(width, height, 8, 0.5f, 17);
+    vorel::test::SyntheticBurst source = scene();
     static const cv::Point2f shifts[] = {{0.0f, 0.0f},    {0.5f, 0.25f}, {-0.25f, 0.5f}, {0.75f, -0.5f},
                                          {0.25f, 0.875f}, {-0.5f, -0.25f}, {1.125f, 0.375f}};
     std::vector<cv::Mat_<float>> frames;
     for (int i = 0; i < count; ++i) {
-        cv::Mat_<float> frame = scene.frame(shifts[i % 7], 0.02f);
+        cv::Mat_<float> frame = source.frame(shifts[i % 7], 0.02f);
         frames.push_back(30.0f + (frame - 30.0f) * contrast);
     }
     return frames;
+}
+
+// Noise far above the scene's detail: registration can no longer trust these pixels.
+void spoil(cv::Mat_<float> area) {
+    cv::Mat_<float> noise(area.size());
+    cv::RNG(7).fill(noise, cv::RNG::NORMAL, 0.0, 5.0);
+    area += noise;
 }
 
 bool allFinite(const std::vector<float>& values) {
@@ -190,6 +199,32 @@ TEST(SuperResolutionApi, FlatFrameWarnsButStillCounts) {
     std::vector<float> out = nanImage();
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, out.data()), 0);  // five counted
     EXPECT_TRUE(allFinite(out));
+}
+
+TEST(SuperResolutionApi, EngineStatusMapsToResultCodes) {
+    struct Row {
+        const char* name;
+        std::function<void(std::vector<cv::Mat_<float>>&)> change;
+        int fifthResult;
+    };
+    const Row rows[] = {
+        {"plain burst", [](std::vector<cv::Mat_<float>>&) {}, 0},
+        // The newest frame is spoilt by strong noise in its right 60 %: half masked, result -3.
+        {"half masked", [](std::vector<cv::Mat_<float>>& f) { spoil(f[4](cv::Rect(26, 0, 38, height))); }, -3},
+        // A frame moved by more than height / 10 rows: the engine's -6 passes as success.
+        {"large displacement", [](std::vector<cv::Mat_<float>>& f) { f[3] = scene().frame({0.0f, 6.0f}, 0.02f); }, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto frames = burst(5);
+        row.change(frames);
+        Context context;
+        for (int i = 0; i < 4; ++i) ASSERT_EQ(SuperResolution_addImage(context.handle, frames[i][0]), 0);
+        EXPECT_EQ(SuperResolution_addImage(context.handle, frames[4][0]), row.fifthResult);
+        std::vector<float> out = nanImage();
+        EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, out.data()), 0);
+        EXPECT_TRUE(allFinite(out));  // written in every case
+    }
 }
 
 TEST(SuperResolutionApi, UnrepairableDefectAnswersMinus2) {
