@@ -211,30 +211,23 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
                                            rows, weights);
             combineRows<false>(rows, weights, terms, phaseLength, phases + p * phaseLength);
         }
+        // Interleave the phases into whole rows first: adding in the same loop
+        // would make the compiler shuffle `out` too.
+        float* interleaved = Accumulate ? phases + step * phaseLength : outRow;
         if (step == 2) {
             const float* even = phases;
             const float* odd = phases + phaseLength;
             const int pairs = fullWidth / 2;
             for (int m = 0; m < pairs; ++m) {
-                if (Accumulate) {
-                    outRow[2 * m] += even[m];
-                    outRow[2 * m + 1] += odd[m];
-                } else {
-                    outRow[2 * m] = even[m];
-                    outRow[2 * m + 1] = odd[m];
-                }
+                interleaved[2 * m] = even[m];
+                interleaved[2 * m + 1] = odd[m];
             }
-            if (fullWidth % 2) {
-                if (Accumulate) outRow[fullWidth - 1] += even[pairs];
-                else outRow[fullWidth - 1] = even[pairs];
-            }
+            if (fullWidth % 2) interleaved[fullWidth - 1] = even[pairs];
         } else {
-            for (int c = 0; c < fullWidth; ++c) {
-                const float value = phases[(c % step) * phaseLength + c / step];
-                if (Accumulate) outRow[c] += value;
-                else outRow[c] = value;
-            }
+            for (int c = 0; c < fullWidth; ++c) interleaved[c] = phases[(c % step) * phaseLength + c / step];
         }
+        if (Accumulate)
+            for (int c = 0; c < fullWidth; ++c) outRow[c] += interleaved[c];
     }
 }
 
@@ -272,13 +265,18 @@ VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float*
         combineRows<false>(rows, weights, terms, lowWidth, ring + (r % kernelHeight) * lowWidth);
     };
 
+    // Rows between the outer non-zero taps are computed even under a zero tap:
+    // a later output row may need them.
+    int firstTap = 0;
+    int lastTap = kernelHeight - 1;
+    while (firstTap < kernelHeight && kernelY[firstTap] == 0.0f) ++firstTap;
+    while (lastTap > firstTap && kernelY[lastTap] == 0.0f) --lastTap;
     int nextRow = 0;
     for (int i = 0; i < lowHeight; ++i) {
         const int first = kRowStep * i;
-        for (int k = 0; k < kernelHeight; ++k) {
-            if (kernelY[k] == 0.0f || first + k < nextRow) continue;
-            horizontalPass(first + k);
-            nextRow = first + k + 1;
+        if (firstTap < kernelHeight) {
+            for (int r = std::max(nextRow, first + firstTap); r <= first + lastTap; ++r) horizontalPass(r);
+            nextRow = first + lastTap + 1;
         }
         const int terms = collectTerms(kernelY, 0, kernelHeight, 1,
                                        [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; }, rows, weights);
