@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatConvolution.h"
 
+#include "vorel/Dispatch.h"
+
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -13,67 +15,63 @@ namespace {
 // Row spacing of the sparse grid; columns follow the factor.
 constexpr int kRowStep = 2;
 
-// Zero samples on each side of a padded work row, enough for the widest phase of a kernel.
-int rowPadding(int taps) { return (taps + 1) / 2; }
+// Up to this many terms, combineRows keeps the sum in registers.
+constexpr int kMaxFusedTerms = 6;
 
-// One row of the back-projection's horizontal pass for a column step of 2:
-// out[2m + p] = sum over t of row[m - t] * kernel[p + 2t], taps in ascending order.
-// `row` is padded with zeros so that the loop needs no bounds. Taps = 0 reads the
-// tap count at run time; the production kernel size is a compile-time constant.
-template <int Taps, bool Accumulate>
-void scatterRowStep2(const float* row, const float* kernel, int taps, int outWidth, float* out) {
-    const int n = Taps ? Taps : taps;
-    const int pairs = outWidth / 2;
-    for (int m = 0; m < pairs; ++m) {
-        float even = row[m] * kernel[0];
-        float odd = row[m] * kernel[1];
-        for (int t = 1; 2 * t < n; ++t) {
-            even += row[m - t] * kernel[2 * t];
-            if (2 * t + 1 < n) odd += row[m - t] * kernel[2 * t + 1];
-        }
-        if (Accumulate) {
-            out[2 * m] += even;
-            out[2 * m + 1] += odd;
-        } else {
-            out[2 * m] = even;
-            out[2 * m + 1] = odd;
-        }
+// out[j] = sum over t of rows[t][j] * weights[t], t ascending (or out[j] += that
+// sum). The rows are contiguous, so the loop over j vectorises without shuffles.
+template <int Terms, bool Accumulate>
+void combineFixed(const float* const* rows, const float* weights, int length, float* __restrict out) {
+    const float* source[Terms];
+    float weight[Terms];
+    for (int t = 0; t < Terms; ++t) {
+        source[t] = rows[t];
+        weight[t] = weights[t];
     }
-    if (outWidth % 2) {
-        float even = row[pairs] * kernel[0];
-        for (int t = 1; 2 * t < n; ++t) even += row[pairs - t] * kernel[2 * t];
-        if (Accumulate) out[outWidth - 1] += even;
-        else out[outWidth - 1] = even;
+    for (int j = 0; j < length; ++j) {
+        float sum = source[0][j] * weight[0];
+        for (int t = 1; t < Terms; ++t) sum += source[t][j] * weight[t];
+        if (Accumulate) out[j] += sum;
+        else out[j] = sum;
     }
 }
 
-// Horizontal pass of the back-projection for any column step: taps scattered in
-// ascending order into `scratch` (outWidth floats), then stored into `out`.
 template <bool Accumulate>
-void scatterRow(const float* row, int lowWidth, const float* kernel, int taps, int step, int outWidth,
-                float* scratch, float* out) {
-    std::fill(scratch, scratch + outWidth, 0.0f);
-    for (int k = 0; k < taps; ++k) {
-        float* target = scratch + k;
-        for (int j = 0; j < lowWidth; ++j) target[step * j] += row[j] * kernel[k];
+void combineRows(const float* const* rows, const float* weights, int terms, int length, float* out) {
+    switch (terms) {
+        case 0:
+            if (!Accumulate) std::fill(out, out + length, 0.0f);
+            return;
+        case 1: return combineFixed<1, Accumulate>(rows, weights, length, out);
+        case 2: return combineFixed<2, Accumulate>(rows, weights, length, out);
+        case 3: return combineFixed<3, Accumulate>(rows, weights, length, out);
+        case 4: return combineFixed<4, Accumulate>(rows, weights, length, out);
+        case 5: return combineFixed<5, Accumulate>(rows, weights, length, out);
+        case 6: return combineFixed<6, Accumulate>(rows, weights, length, out);
+        default: break;
     }
-    for (int c = 0; c < outWidth; ++c) {
-        if (Accumulate) out[c] += scratch[c];
-        else out[c] = scratch[c];
+    // Long kernels: the first kMaxFusedTerms in registers, the rest added in turn.
+    combineFixed<kMaxFusedTerms, Accumulate>(rows, weights, length, out);
+    for (int t = kMaxFusedTerms; t < terms; ++t) {
+        const float* source = rows[t];
+        const float weight = weights[t];
+        for (int j = 0; j < length; ++j) out[j] += source[j] * weight;
     }
 }
 
-// One row of the adjoint's horizontal pass: out[j] = sum over k of in[step*j + k] * kernel[k].
-template <int Taps, int Step>
-void gatherRow(const float* in, const float* kernel, int taps, int step, int lowWidth, float* out) {
-    const int n = Taps ? Taps : taps;
-    const int s = Step ? Step : step;
-    for (int j = 0; j < lowWidth; ++j) {
-        const float* window = in + s * j;
-        float sum = window[0] * kernel[0];
-        for (int k = 1; k < n; ++k) sum += window[k] * kernel[k];
-        out[j] = sum;
+// A zero tap adds nothing, so only the others become terms: the row of tap k is
+// rowOf(k). Returns the number of terms.
+template <typename RowOf>
+int collectTerms(const float* kernel, int first, int last, int stride, RowOf rowOf, const float** rows,
+                 float* weights) {
+    int terms = 0;
+    for (int k = first; k < last; k += stride) {
+        if (kernel[k] == 0.0f) continue;
+        rows[terms] = rowOf(k);
+        weights[terms] = kernel[k];
+        ++terms;
     }
+    return terms;
 }
 
 // Edge-truncated running mean along one row. Inside, the sum is multiplied by
@@ -159,22 +157,24 @@ SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, i
       fullHeight(height + kernelHeight - 1),
       factor(factor),
       workMatrix(fullHeight, width),
-      workData(workMatrix[0]) {}
+      workData(workMatrix[0]),
+      termRows(static_cast<std::size_t>(std::max(kernelWidth, kernelHeight))),
+      termWeights(termRows.size()) {}
 
 SrFloatConvolution::~SrFloatConvolution() { workMatrix.release(); }
 
-void SrFloatConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
     backProject<false>(in, kernelX, kernelY, mask, out);
 }
 
-void SrFloatConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
     backProject<true>(in, kernelX, kernelY, mask, out);
 }
 
-// Row by row: each output row needs one vertical combination of at most
-// ceil(kh / 2) masked input rows, so the intermediate is a single row that stays
-// in cache. The work matrix holds the masked frame, then the padded row, then
-// (for steps other than 2) a scatter row.
+// Row by row, so that every intermediate is one row that stays in cache. Columns
+// are split into `step` phases: output column step*m + p only sees taps p,
+// p + step, ..., which turns the sparse scatter into sums of contiguous rows.
+// The work matrix holds the masked frame, a zero-padded row and the phase rows.
 template <bool Accumulate>
 void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
                                      float* out) {
@@ -182,71 +182,111 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
     const int lowWidth = static_cast<int>(width / factor);
     const int lowHeight = static_cast<int>(height / factor);
     const int lowSize = lowWidth * lowHeight;
-    const int padding = rowPadding(kernelWidth);
+    const int reach = (kernelWidth + step - 1) / step;
+    const int phaseLength = (fullWidth + step - 1) / step;
 
     float* masked = workData;
     for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
-
-    float* paddedRow = masked + lowSize;
-    float* row = paddedRow + padding;
-    std::fill(paddedRow, paddedRow + padding, 0.0f);
-    std::fill(row + lowWidth, row + lowWidth + padding, 0.0f);
-    float* scratch = row + lowWidth + padding;
+    float* padded = masked + lowSize;
+    float* row = padded + reach - 1;
+    std::fill(padded, padded + reach - 1 + phaseLength, 0.0f);
+    float* phases = padded + reach - 1 + phaseLength;
+    const float** rows = termRows.data();
+    float* weights = termWeights.data();
 
     for (int r = 0; r < fullHeight; ++r) {
+        float* outRow = out + static_cast<std::size_t>(r) * fullWidth;
         // Taps k with (r - k) even and 0 <= (r - k) / 2 < h, in ascending order.
-        int k = std::max(r % kRowStep, r - kRowStep * (lowHeight - 1));
-        if (k < kernelHeight) {
-            const float* source = masked + ((r - k) / kRowStep) * lowWidth;
-            for (int j = 0; j < lowWidth; ++j) row[j] = source[j] * kernelY[k];
-            for (k += kRowStep; k < kernelHeight && k <= r; k += kRowStep) {
-                source -= lowWidth;
-                for (int j = 0; j < lowWidth; ++j) row[j] += source[j] * kernelY[k];
+        const int firstTap = std::max(r % kRowStep, r - kRowStep * (lowHeight - 1));
+        const int vertical = collectTerms(kernelY, firstTap, std::min(kernelHeight, r + 1), kRowStep,
+                                          [&](int k) { return masked + ((r - k) / kRowStep) * lowWidth; }, rows, weights);
+        if (vertical == 0) {
+            if (!Accumulate) std::fill(outRow, outRow + fullWidth, 0.0f);
+            continue;
+        }
+        combineRows<false>(rows, weights, vertical, lowWidth, row);
+
+        for (int p = 0; p < step; ++p) {
+            const int terms = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return row - (k - p) / step; },
+                                           rows, weights);
+            combineRows<false>(rows, weights, terms, phaseLength, phases + p * phaseLength);
+        }
+        if (step == 2) {
+            const float* even = phases;
+            const float* odd = phases + phaseLength;
+            const int pairs = fullWidth / 2;
+            for (int m = 0; m < pairs; ++m) {
+                if (Accumulate) {
+                    outRow[2 * m] += even[m];
+                    outRow[2 * m + 1] += odd[m];
+                } else {
+                    outRow[2 * m] = even[m];
+                    outRow[2 * m + 1] = odd[m];
+                }
+            }
+            if (fullWidth % 2) {
+                if (Accumulate) outRow[fullWidth - 1] += even[pairs];
+                else outRow[fullWidth - 1] = even[pairs];
             }
         } else {
-            std::fill(row, row + lowWidth, 0.0f);
+            for (int c = 0; c < fullWidth; ++c) {
+                const float value = phases[(c % step) * phaseLength + c / step];
+                if (Accumulate) outRow[c] += value;
+                else outRow[c] = value;
+            }
         }
-
-        float* outRow = out + static_cast<std::size_t>(r) * fullWidth;
-        if (step == 2 && kernelWidth == 6)
-            scatterRowStep2<6, Accumulate>(row, kernelX, kernelWidth, fullWidth, outRow);
-        else if (step == 2 && kernelWidth >= 2)
-            scatterRowStep2<0, Accumulate>(row, kernelX, kernelWidth, fullWidth, outRow);
-        else
-            scatterRow<Accumulate>(row, lowWidth, kernelX, kernelWidth, step, fullWidth, scratch, outRow);
     }
 }
 
-// Output row by output row: the horizontal pass produces each intermediate row
-// once into a ring of kh rows, from which the vertical pass combines kh rows.
-void SrFloatConvolution::validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out) {
+// Output row by output row. Each needed intermediate row (horizontal pass) is
+// computed once into a ring of kh rows; the vertical pass combines rows of the ring.
+// The horizontal pass splits the input row into `step` phases first, so that its
+// taps read contiguous memory.
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out) {
     const int step = static_cast<int>(factor);
     const int lowWidth = static_cast<int>(width / factor);
     const int lowHeight = static_cast<int>(height / factor);
+    const int phaseLength = (fullWidth + step - 1) / step;
 
     float* ring = workData;
+    float* phases = ring + kernelHeight * lowWidth;
+    const float** rows = termRows.data();
+    float* weights = termWeights.data();
+
+    auto horizontalPass = [&](int r) {
+        const float* source = in + static_cast<std::size_t>(r) * fullWidth;
+        if (step == 2) {
+            float* even = phases;
+            float* odd = phases + phaseLength;
+            const int pairs = fullWidth / 2;
+            for (int m = 0; m < pairs; ++m) {
+                even[m] = source[2 * m];
+                odd[m] = source[2 * m + 1];
+            }
+            if (fullWidth % 2) even[pairs] = source[fullWidth - 1];
+        } else {
+            for (int c = 0; c < fullWidth; ++c) phases[(c % step) * phaseLength + c / step] = source[c];
+        }
+        const int terms = collectTerms(kernelX, 0, kernelWidth, 1,
+                                       [&](int k) { return phases + (k % step) * phaseLength + k / step; }, rows, weights);
+        combineRows<false>(rows, weights, terms, lowWidth, ring + (r % kernelHeight) * lowWidth);
+    };
+
     int nextRow = 0;
     for (int i = 0; i < lowHeight; ++i) {
         const int first = kRowStep * i;
-        for (int r = std::max(first, nextRow); r < first + kernelHeight; ++r) {
-            const float* source = in + static_cast<std::size_t>(r) * fullWidth;
-            float* target = ring + (r % kernelHeight) * lowWidth;
-            if (step == 2 && kernelWidth == 6) gatherRow<6, 2>(source, kernelX, kernelWidth, step, lowWidth, target);
-            else gatherRow<0, 0>(source, kernelX, kernelWidth, step, lowWidth, target);
+        for (int k = 0; k < kernelHeight; ++k) {
+            if (kernelY[k] == 0.0f || first + k < nextRow) continue;
+            horizontalPass(first + k);
+            nextRow = first + k + 1;
         }
-        nextRow = first + kernelHeight;
-
-        float* outRow = out + i * lowWidth;
-        const float* rowK = ring + (first % kernelHeight) * lowWidth;
-        for (int j = 0; j < lowWidth; ++j) outRow[j] = rowK[j] * kernelY[0];
-        for (int k = 1; k < kernelHeight; ++k) {
-            rowK = ring + ((first + k) % kernelHeight) * lowWidth;
-            for (int j = 0; j < lowWidth; ++j) outRow[j] += rowK[j] * kernelY[k];
-        }
+        const int terms = collectTerms(kernelY, 0, kernelHeight, 1,
+                                       [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; }, rows, weights);
+        combineRows<false>(rows, weights, terms, lowWidth, out + i * lowWidth);
     }
 }
 
-void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {
     const int rows = src.rows;
     const int cols = src.cols;
     if (dst.dims != 2 || dst.rows != rows || dst.cols != cols || !dst.data) dst.create(rows, cols);

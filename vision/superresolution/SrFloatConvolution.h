@@ -5,6 +5,8 @@
 
 #include <opencv2/core.hpp>
 
+#include <vector>
+
 namespace vorel {
 namespace vision {
 
@@ -55,6 +57,9 @@ private:
     float factor;
     cv::Mat_<float> workMatrix;
     float* workData;
+    // The rows and weights of one sum of kernel taps.
+    std::vector<const float*> termRows;
+    std::vector<float> termWeights;
 };
 
 }  // namespace vision
