@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloatRegistration2.h"
 
 #include "vision/superresolution/SrFloatConvolution.h"
+#include "vorel/Dispatch.h"
 #include "vorel/Exception.h"
 
 #include <opencv2/imgproc.hpp>
@@ -30,6 +31,17 @@ Overlap overlapOf(int dx, int dy, int width, int height) {
     const int ax = std::min(std::abs(dx), width);
     const int ay = std::min(std::abs(dy), height);
     return {dx < 0 ? ax : 0, dy < 0 ? ay : 0, dx > 0 ? ax : 0, dy > 0 ? ay : 0, width - ax, height - ay};
+}
+
+// Double sums over a row run in eight interleaved lanes (sample x goes to lane x mod 8):
+// each lane's additions depend only on each other, so they pipeline and vectorise,
+// and the total, added up lane by lane at the end, is the same on every target.
+constexpr int kLanes = 8;
+
+double laneTotal(const double (&lanes)[kLanes]) {
+    double total = 0.0;
+    for (const double lane : lanes) total += lane;
+    return total;
 }
 
 // A pyramid level built with a border is a view into a padded matrix. The tracker
@@ -233,12 +245,12 @@ int SrFloatRegistration2::registerFrames(int n, int ref, float** const /*frames*
     return 0;
 }
 
-void SrFloatRegistration2::initialize(char** masks, int ref) {
+VOREL_DISPATCH_AVX2 void SrFloatRegistration2::initialize(char** masks, int ref) {
     for (int k = 0; k < numFrames; ++k) std::memset(masks[k], k == ref ? 1 : 0, static_cast<std::size_t>(size));
 
     // One-sided differences on the first and last row and column, half central ones inside.
     const cv::Mat_<float>& image = blurredFrames[ref];
-    double sumXX = 0.0, sumXY = 0.0, sumYY = 0.0;
+    double xx[kLanes] = {}, xy[kLanes] = {}, yy[kLanes] = {};
     for (int y = 0; y < height; ++y) {
         const float* row = image[y];
         const float* above = image[std::max(y - 1, 0)];
@@ -249,19 +261,29 @@ void SrFloatRegistration2::initialize(char** masks, int ref) {
         gx[0] = row[1] - row[0];
         for (int x = 1; x < width - 1; ++x) gx[x] = (row[x + 1] - row[x - 1]) * 0.5f;
         gx[width - 1] = row[width - 1] - row[width - 2];
-        for (int x = 0; x < width; ++x) {
-            gy[x] = (below[x] - above[x]) * factorY;
-            sumXX += static_cast<double>(gx[x]) * gx[x];
-            sumXY += static_cast<double>(gx[x]) * gy[x];
-            sumYY += static_cast<double>(gy[x]) * gy[x];
+        for (int x = 0; x < width; ++x) gy[x] = (below[x] - above[x]) * factorY;
+        int x = 0;
+        for (; x + kLanes <= width; x += kLanes) {
+            for (int lane = 0; lane < kLanes; ++lane) {
+                const double dx = gx[x + lane], dy = gy[x + lane];
+                xx[lane] += dx * dx;
+                xy[lane] += dx * dy;
+                yy[lane] += dy * dy;
+            }
+        }
+        for (; x < width; ++x) {
+            const double dx = gx[x], dy = gy[x];
+            xx[x % kLanes] += dx * dx;
+            xy[x % kLanes] += dx * dy;
+            yy[x % kLanes] += dy * dy;
         }
     }
-    sumGxx = static_cast<float>(sumXX);
-    sumGxy = static_cast<float>(sumXY);
-    sumGyy = static_cast<float>(sumYY);
+    sumGxx = static_cast<float>(laneTotal(xx));
+    sumGxy = static_cast<float>(laneTotal(xy));
+    sumGyy = static_cast<float>(laneTotal(yy));
 }
 
-cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse,
+VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse,
                                                     char* mask) {
     const cv::Mat_<float>& reference = blurredFrames[ref];
     const cv::Mat_<float>& moved = blurredFrames[frame];
@@ -289,19 +311,29 @@ cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned i
     const double b = sumGxy - bandXY;
     const double c = sumGyy - bandYY;
 
-    double p = 0.0, q = 0.0;
+    double pLanes[kLanes] = {}, qLanes[kLanes] = {};
     for (int y = 0; y < overlap.rows; ++y) {
         const float* r = reference[overlap.refY + y] + overlap.refX;
         const float* f = moved[overlap.frameY + y] + overlap.frameX;
         const std::size_t start = static_cast<std::size_t>(overlap.refY + y) * width + overlap.refX;
         const float* gx = gradX + start;
         const float* gy = gradY + start;
-        for (int x = 0; x < overlap.cols; ++x) {
-            const float d = f[x] - r[x];
-            p += static_cast<double>(gx[x]) * d;
-            q += static_cast<double>(gy[x]) * d;
+        int x = 0;
+        for (; x + kLanes <= overlap.cols; x += kLanes) {
+            for (int lane = 0; lane < kLanes; ++lane) {
+                const double d = f[x + lane] - r[x + lane];
+                pLanes[lane] += gx[x + lane] * d;
+                qLanes[lane] += gy[x + lane] * d;
+            }
+        }
+        for (; x < overlap.cols; ++x) {
+            const double d = f[x] - r[x];
+            pLanes[x % kLanes] += gx[x] * d;
+            qLanes[x % kLanes] += gy[x] * d;
         }
     }
+    const double p = laneTotal(pLanes);
+    const double q = laneTotal(qLanes);
 
     // One linearised least-squares step around the whole-pixel shift; a degenerate
     // overlap gives infinities or NaN, which the displacement limit rejects.
@@ -332,10 +364,13 @@ cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned i
     const double roundedY = std::floor(shift.y + 0.5);
     if (std::fabs(roundedX) < width && std::fabs(roundedY) < height) {  // false for NaN
         const Overlap valid = overlapOf(static_cast<int>(roundedX), static_cast<int>(roundedY), width, height);
+        // Locals, since a char store may alias the members. The mask bytes are 0 or 1
+        // here, so or-ing in the test only ever sets them.
+        const float limit = regError;
+        const float* blurredError = errBlurred;
         for (int y = valid.refY; y < valid.refY + valid.rows; ++y) {
             const std::size_t start = static_cast<std::size_t>(y) * width + valid.refX;
-            for (std::size_t i = start; i < start + valid.cols; ++i)
-                if (regError > errBlurred[i]) mask[i] = 1;
+            for (std::size_t i = start; i < start + valid.cols; ++i) mask[i] |= static_cast<char>(limit > blurredError[i]);
         }
     }
     return shift;
