@@ -415,6 +415,13 @@ TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsH
     EXPECT_EQ(estimate(0, 4), (2.0f + 103.0f) / 2.0f);
     EXPECT_EQ(estimate(2, 6), (13.0f + 104.0f) / 2.0f);
 
+    // Truncation: a position just left of the frame still samples its first column.
+    SuperResolutionBadPixelHandling single = withDefects({{cv::Point(4, 4), kNaN}}, cols, rows);
+    cv::Mat_<float> leftEdge(2 * rows, 2 * cols, 0.0f);
+    leftEdge(2, 0) = fromBits(132);
+    single.replaceMaskedPixel(leftEdge, {cv::Point2f(-0.7f, 0.0f)}, {frames[1]});
+    EXPECT_EQ(leftEdge(2, 0), 110.0f);
+
     // Where every frame is defective the marker stays.
     SuperResolutionBadPixelHandling both = withDefects({{cv::Point(2, 1), kNaN}, {cv::Point(2, 1), kNaN}}, cols, rows);
     cv::Mat_<float> hopeless(2 * rows, 2 * cols, 0.0f);
