@@ -161,6 +161,8 @@ void SrFloatRegistration2::prepareFrame(float* frame) {
     cv::Mat_<float> mapped(height, width, errBlurred);
     mapped = (blurred + offset) * scale;
     mapped.convertTo(image8, CV_8U, 1.0, 0.0);
+    // image8 serves every frame: it is no view with a border, so the pyramid copies it
+    // into the slot's padded base level instead of keeping it.
     cv::buildOpticalFlowPyramid(image8, pyramids[slot], cv::Size(flowWinSize, flowWinSize), 3, true,
                                 cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT, true);
 }
