@@ -7,9 +7,10 @@
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <algorithm>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <string>

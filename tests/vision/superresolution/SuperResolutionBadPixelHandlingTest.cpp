@@ -5,10 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace vorel {
@@ -396,10 +398,12 @@ TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsH
                                                            rows);
     const std::vector<cv::Mat_<float>> frames = {ramp(cols, rows), ramp(cols, rows) + 100.0f};
     const std::vector<cv::Point2f> shifts = {cv::Point2f(0.0f, 0.0f), cv::Point2f(1.4f, -0.7f)};
+    // Comments: the low-resolution (x, y) = (trunc(C / 2 + shift.x), trunc(R / 2 + shift.y))
+    // that each frame offers for estimate pixel (R, C).
     cv::Mat_<float> estimate(2 * rows, 2 * cols, 0.0f);
-    estimate(2, 4) = fromBits(130);   // frame 0 at (2, 1) is defective; frame 1 at (3, 0) is valid
-    estimate(3, 5) = fromBits(132);   // frame 0 at (2, 1) defective; frame 1 at trunc(3.9), trunc(0.8) = (3, 0)
-    estimate(2, 2) = fromBits(129);   // frame 0 at (1, 1) valid; frame 1 at (2, 0) valid
+    estimate(2, 4) = fromBits(130);   // frame 0 (2, 1) defective; frame 1 (3, 0) valid
+    estimate(3, 5) = fromBits(132);   // frame 0 (2, 1) defective; frame 1 (trunc 3.9, trunc 0.8) = (3, 0)
+    estimate(2, 2) = fromBits(129);   // frame 0 (1, 1) valid; frame 1 (2, 0) valid
     estimate(3, 6) = fromBits(133);   // 133 is not a high-resolution marker: left alone
     estimate(3, 3) = fromBits(132);   // frame 0 (1, 1) valid, frame 1 (2, 0) valid
     estimate(9, 11) = fromBits(129);  // frame 0 (5, 4) valid; frame 1 trunc(6.9) = 6 is outside
