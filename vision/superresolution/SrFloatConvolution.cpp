@@ -158,8 +158,9 @@ SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, i
       factor(factor),
       workMatrix(fullHeight, width),
       workData(workMatrix[0]),
-      termRows(static_cast<std::size_t>(std::max(kernelWidth, kernelHeight))),
-      termWeights(termRows.size()) {}
+      termRows(static_cast<std::size_t>((static_cast<int>(factor) + 1) * std::max(kernelWidth, kernelHeight))),
+      termWeights(termRows.size()),
+      phaseTermCounts(static_cast<std::size_t>(static_cast<int>(factor))) {}
 
 SrFloatConvolution::~SrFloatConvolution() { workMatrix.release(); }
 
@@ -191,8 +192,18 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
     float* row = padded + reach - 1;
     std::fill(padded, padded + reach - 1 + phaseLength, 0.0f);
     float* phases = padded + reach - 1 + phaseLength;
+
+    // The horizontal terms of each phase are the same for every row.
+    const int maxTaps = std::max(kernelWidth, kernelHeight);
     const float** rows = termRows.data();
     float* weights = termWeights.data();
+    const float** phaseRows = rows + maxTaps;
+    float* phaseWeights = weights + maxTaps;
+    int* phaseTerms = phaseTermCounts.data();
+    for (int p = 0; p < step; ++p) {
+        phaseTerms[p] = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return row - (k - p) / step; },
+                                     phaseRows + p * maxTaps, phaseWeights + p * maxTaps);
+    }
 
     for (int r = 0; r < fullHeight; ++r) {
         float* outRow = out + static_cast<std::size_t>(r) * fullWidth;
@@ -207,9 +218,8 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
         combineRows<false>(rows, weights, vertical, lowWidth, row);
 
         for (int p = 0; p < step; ++p) {
-            const int terms = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return row - (k - p) / step; },
-                                           rows, weights);
-            combineRows<false>(rows, weights, terms, phaseLength, phases + p * phaseLength);
+            combineRows<false>(phaseRows + p * maxTaps, phaseWeights + p * maxTaps, phaseTerms[p], phaseLength,
+                               phases + p * phaseLength);
         }
         // Interleave the phases into whole rows first: adding in the same loop
         // would make the compiler shuffle `out` too.
@@ -243,8 +253,15 @@ VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float*
 
     float* ring = workData;
     float* phases = ring + kernelHeight * lowWidth;
+    const int maxTaps = std::max(kernelWidth, kernelHeight);
     const float** rows = termRows.data();
     float* weights = termWeights.data();
+    // The horizontal terms are the same for every row.
+    const float** horizontalRows = rows + maxTaps;
+    float* horizontalWeights = weights + maxTaps;
+    const int horizontalTerms = collectTerms(kernelX, 0, kernelWidth, 1,
+                                             [&](int k) { return phases + (k % step) * phaseLength + k / step; },
+                                             horizontalRows, horizontalWeights);
 
     auto horizontalPass = [&](int r) {
         const float* source = in + static_cast<std::size_t>(r) * fullWidth;
@@ -260,9 +277,8 @@ VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float*
         } else {
             for (int c = 0; c < fullWidth; ++c) phases[(c % step) * phaseLength + c / step] = source[c];
         }
-        const int terms = collectTerms(kernelX, 0, kernelWidth, 1,
-                                       [&](int k) { return phases + (k % step) * phaseLength + k / step; }, rows, weights);
-        combineRows<false>(rows, weights, terms, lowWidth, ring + (r % kernelHeight) * lowWidth);
+        combineRows<false>(horizontalRows, horizontalWeights, horizontalTerms, lowWidth,
+                           ring + (r % kernelHeight) * lowWidth);
     };
 
     // Rows between the outer non-zero taps are computed even under a zero tap:

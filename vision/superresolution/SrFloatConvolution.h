@@ -57,9 +57,11 @@ private:
     float factor;
     cv::Mat_<float> workMatrix;
     float* workData;
-    // The rows and weights of one sum of kernel taps.
+    // Rows and weights of the sums of kernel taps: one set per column phase and
+    // one for the other direction.
     std::vector<const float*> termRows;
     std::vector<float> termWeights;
+    std::vector<int> phaseTermCounts;
 };
 
 }  // namespace vision

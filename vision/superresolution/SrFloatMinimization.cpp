@@ -231,8 +231,10 @@ VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex,
     invNormB = static_cast<float>(1.0 / dot(rhs, rhs, fullSize));
     std::memcpy(estimate, rhs, sizeof(float) * fullSize);
 
+    // Restart CG with a fresh L after every run that converged. A run with no
+    // budget left could not move the estimate, so it is not started.
     int total = 0;
-    for (int run = 0; run < maxIter; ++run) {
+    for (int run = 0; run < maxIter && total < maxIter; ++run) {
         const int n = conjugateGradients(nFrames, masks, maxIter - total);
         total += n;
         if (n == 0) break;
