@@ -268,6 +268,17 @@ TEST(SrFloat, SrFactorCountsCoverage) {
     EXPECT_EQ(SrFloatInspector::srFactor(wide, 7), 2.0f);
 }
 
+TEST(SrFloat, MaxCountIsFixedByTheFirstReconstruction) {
+    const cv::Mat_<float> frame = burst({{0.0f, 0.0f}})[0];
+    Engine two(width, height, 5, 2.0f);
+    std::vector<float> out;
+    EXPECT_EQ(compute(two, std::vector<cv::Mat_<float>>(5, frame), out), 2.0f);
+    // Seven full masks: capped at 5 - 1 = 4 extra frames, 4 / 4 + 1. A cap taken
+    // from this engine's own factor (3 * 3 + 1) would give 6 / 4 + 1 = 2.5.
+    Engine three(width, height, 7, 3.0f);
+    EXPECT_EQ(compute(three, std::vector<cv::Mat_<float>>(7, frame), out), 2.0f);
+}
+
 TEST(SrFloat, MatrixOverloadMatchesPointerOverload) {
     const auto frames = burst(subPixelShifts);
     Engine engine(width, height, 5, 2.0f);
