@@ -227,6 +227,32 @@ TEST(SuperResolutionApi, EngineStatusMapsToResultCodes) {
     }
 }
 
+TEST(SuperResolutionApi, RegistrationFailuresKeepThePreviousImage) {
+    // A ramp along x: no corners, and no vertical gradient to solve a shift with.
+    cv::Mat_<float> ramp(height, width);
+    for (int x = 0; x < width; ++x) ramp.col(x) = 25.0f + 0.2f * x;
+    const auto frames = burst(7);
+    Context context;
+    for (int i = 0; i < 5; ++i) ASSERT_EQ(SuperResolution_addImage(context.handle, frames[i][0]), 0);
+    std::vector<float> before = nanImage();
+    ASSERT_EQ(SuperResolution_getSuperresolutionImage(context.handle, before.data()), 0);
+
+    // While the ramp is registered against the reference, its singular shift ends in an exception.
+    EXPECT_EQ(SuperResolution_addImage(context.handle, ramp[0]), failure);
+    EXPECT_EQ(lastError(), "Too large displacement");
+    for (int i = 5; i < 7; ++i) EXPECT_EQ(SuperResolution_addImage(context.handle, frames[i][0]), failure);
+    std::vector<float> after = nanImage();
+    EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, after.data()), 0);
+    EXPECT_EQ(after, before);
+
+    // As the reference (4th newest) it has no corners: registration fails, which still answers 0.
+    SuperResolution_release(-1);
+    EXPECT_EQ(SuperResolution_addImage(context.handle, frames[0][0]), 0);
+    EXPECT_EQ(lastError(), "Context invalid.");
+    EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, after.data()), 0);
+    EXPECT_EQ(after, before);
+}
+
 TEST(SuperResolutionApi, UnrepairableDefectAnswersMinus2) {
     Context context;
     auto frames = burst(1);
