@@ -31,6 +31,8 @@ std::string lastError() {
 struct Context {
     explicit Context(int w = width, int h = height) : handle(SuperResolution_init(w, h)) {}
     ~Context() { SuperResolution_release(handle); }
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
     int handle;
 };
 
