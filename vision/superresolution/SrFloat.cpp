@@ -10,6 +10,17 @@
 namespace vorel {
 namespace vision {
 
+namespace {
+
+// The srfactor's sample cap: fixed once per process by the first engine that
+// reconstructs, whatever its registration; later factors do not change it.
+int maxCountOnce(float factor) {
+    static const int maxCount = static_cast<int>(factor * factor + 1.0);
+    return maxCount;
+}
+
+}  // namespace
+
 template <class Registration>
 SrFloat<Registration>::SrFloat(int width, int height, int numFrames, float factor)
     : width(width),
@@ -138,16 +149,15 @@ float SrFloat<Registration>::computeSR(cv::Mat_<float>& out) {
 
 template <class Registration>
 float SrFloat<Registration>::computeSR(float* out) {
-    // Fixed by the first engine that reconstructs; later factors do not change it.
-    static const int maxCount = static_cast<int>(factor * factor + 1.0);
+    const int maxCount = maxCountOnce(factor);
     const int n = frameCount;
 
-    std::cout << "++++++++++ SrFloat ++++++++++" << std::endl;
+    std::cout << "++++++++++ SrFloat ++++++++++\n";
     const int ref = std::max(0, n - referenceIndex - 1);
     StopWatch watch;
     // An empty window has no reference frame to register against.
     if (n == 0 || registration.doRegistration(n, ref, frames, shifts, masks, shiftedFrames) < 0) return -998.0f;
-    std::cout << " registration:         " << watch.stop() * 1000.0 << "[ms]" << std::endl;
+    std::cout << " registration:         " << watch.stop() * 1000.0 << "[ms]\n";
 
     std::vector<cv::Point2f> completeShifts;
     registration.getCompleteShifts(completeShifts);
@@ -161,12 +171,12 @@ float SrFloat<Registration>::computeSR(float* out) {
         const float count = static_cast<float>(mask.rows * mask.cols);
         if ((count - static_cast<float>(cv::sum(mask)[0])) / count >= 0.5f) tooManyMasked = true;
     }
-    std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]" << std::endl;
+    std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]\n";
     const int status = largeDisplacement ? -6 : (tooManyMasked ? -3 : 0);
 
     watch.start();
     const int iterations = minimization.minimize(n, ref, shiftedFrames, shifts, masks, estimate);
-    std::cout << " minimization:         " << watch.stop() * 1000.0 << "[ms]" << std::endl;
+    std::cout << " minimization:         " << watch.stop() * 1000.0 << "[ms]\n";
     if (iterations < 0) return static_cast<float>(iterations);
 
     cv::Mat_<float> result(outputHeight, outputWidth, estimate);
@@ -180,8 +190,8 @@ float SrFloat<Registration>::computeSR(float* out) {
     std::copy_n(estimate, outputSize, out);
     const float srfactor = srFactor_(n, maxCount);
     const float value = status != 0 ? static_cast<float>(status) : srfactor;
-    std::cout << " save+srfactor calc:   " << saveWatch.stop() * 1000.0 << "[ms]" << std::endl;
-    std::cout << "+++++++++++++++++++++++++++++" << std::endl;
+    std::cout << " save+srfactor calc:   " << saveWatch.stop() * 1000.0 << "[ms]\n";
+    std::cout << "+++++++++++++++++++++++++++++\n";
     return value;
 }
 
