@@ -146,6 +146,18 @@ void boxFilterDirect(const cv::Mat_<float>& src, int radius, cv::Mat_<float>& ds
     }
 }
 
+// Rows of the work matrix: the full height, or more where a tiny frame's scratch
+// (masked frame, padded row and two full rows; or kh rows and a full row) needs it.
+int workRows(int width, int height, int kernelWidth, int kernelHeight, float factor) {
+    const int step = static_cast<int>(factor);
+    const int lowWidth = static_cast<int>(width / factor);
+    const int lowHeight = static_cast<int>(height / factor);
+    const int fullWidth = width + kernelWidth - 1;
+    const int reach = (kernelWidth + step - 1) / step;
+    const int scratch = std::max(lowWidth * lowHeight + reach - 1 + 3 * fullWidth, kernelHeight * lowWidth + fullWidth);
+    return std::max(height + kernelHeight - 1, (scratch + width - 1) / width);
+}
+
 }  // namespace
 
 SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, int kernelHeight, float factor)
@@ -156,7 +168,7 @@ SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, i
       fullWidth(width + kernelWidth - 1),
       fullHeight(height + kernelHeight - 1),
       factor(factor),
-      workMatrix(fullHeight, width),
+      workMatrix(workRows(width, height, kernelWidth, kernelHeight, factor), width),
       workData(workMatrix[0]),
       termRows(static_cast<std::size_t>((static_cast<int>(factor) + 1) * std::max(kernelWidth, kernelHeight))),
       termWeights(termRows.size()),
