@@ -155,7 +155,8 @@ int workRows(int width, int height, int kernelWidth, int kernelHeight, float fac
     const int fullWidth = width + kernelWidth - 1;
     const int reach = (kernelWidth + step - 1) / step;
     const int scratch = std::max(lowWidth * lowHeight + reach - 1 + 3 * fullWidth, kernelHeight * lowWidth + fullWidth);
-    return std::max(height + kernelHeight - 1, (scratch + width - 1) / width);
+    const int columns = std::max(width, 1);  // a context may be created for 0 columns
+    return std::max(height + kernelHeight - 1, (scratch + columns - 1) / columns);
 }
 
 }  // namespace
