@@ -10,8 +10,9 @@ namespace vorel {
 namespace tools {
 namespace {
 
-// Control points of the palette, BGR, evenly spaced from low to high.
-const cv::Vec3f kPalette[] = {{0, 0, 0}, {140, 0, 70}, {150, 0, 190}, {0, 40, 230}, {0, 150, 255}, {60, 230, 255},
+// Control points of the palette, BGR, evenly spaced from low to high; their
+// luminance rises from one to the next, so warmer always reads brighter.
+const cv::Vec3f kPalette[] = {{0, 0, 0}, {120, 0, 60}, {150, 0, 180}, {0, 60, 230}, {0, 150, 255}, {60, 230, 255},
                               {255, 255, 255}};
 constexpr int kPaletteSize = sizeof kPalette / sizeof kPalette[0];
 

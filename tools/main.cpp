@@ -2,7 +2,8 @@
 #include "Commands.h"
 #include "ToolError.h"
 
-#include <opencv2/core/utils/logging.hpp>
+#include <opencv2/core.hpp>
+#include <opencv2/core/utils/logger.hpp>
 
 #include <cstdio>
 #include <iostream>
