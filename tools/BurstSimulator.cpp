@@ -113,7 +113,8 @@ Burst BurstSimulator::simulate() const {
         burst.badPixels.emplace_back(rng.uniform(0, size.width), rng.uniform(0, size.height));
 
     for (const cv::Point2f& shift : burst.shifts) {
-        cv::Mat_<float> scene = render(shift);
+        // Sampling the rendering at even pixels reads the scene at (2i + 0.5, 2j + 0.5).
+        cv::Mat_<float> scene = render(shift - cv::Point2f(0.25f, 0.25f));
         if (settings_.blur > 0.0f) cv::GaussianBlur(scene, scene, cv::Size(), settings_.blur, settings_.blur, cv::BORDER_REFLECT);
         cv::Mat_<float> frame(size);
         for (int row = 0; row < size.height; ++row)

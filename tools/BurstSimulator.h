@@ -39,9 +39,10 @@ struct Burst {
 };
 
 /// A burst as a hand-held sensor would take it: the scene moved by a sub-pixel
-/// shift per frame, blurred by the sensor, sampled on every second
-/// high-resolution pixel (input pixel (i, j) sits at high-resolution (2i, 2j)),
-/// plus Gaussian noise. The scene is analytic, so every shift is exact.
+/// shift per frame, blurred by the sensor, sampled once per input pixel at the
+/// centre of the 2 x 2 output pixels it covers (input pixel (i, j) reads the
+/// blurred scene at output position (2i + 0.5, 2j + 0.5)), plus Gaussian noise.
+/// The scene is analytic, so every shift is exact.
 class BurstSimulator {
 public:
     explicit BurstSimulator(const BurstSettings& settings);

@@ -81,6 +81,7 @@ void report(const Outcome& outcome, const std::string& frameName) {
 
 int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     const std::vector<std::string>& paths = args.positionals();
+    const cv::Size rawSize = args.size("--size");
     const std::string output = args.required("-o");
     if (!isTiff(output)) throw usage("-o must name a .tif file (32-bit float); use --preview for a PNG");
     if (static_cast<int>(paths.size()) < settings.window)
@@ -91,7 +92,6 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     const std::string preview = args.text("--preview", "");
     if (!preview.empty()) requireWritable(preview);
 
-    const cv::Size rawSize = args.size("--size");
     std::vector<cv::Mat_<float>> frames;
     for (const std::string& path : paths) {
         frames.push_back(readFrame(path, rawSize));

@@ -7,12 +7,9 @@ namespace vorel {
 namespace tools {
 
 cv::Mat_<float> upsample(const cv::Mat_<float>& frame, int interpolation) {
-    // Output (x, y) samples the input at (x / 2, y / 2); cv::resize would
-    // align pixel centres instead and shift everything by half a pixel.
-    const cv::Matx23d outputToInput(0.5, 0.0, 0.0, 0.0, 0.5, 0.0);
+    // cv::resize aligns pixel centres, which is the library's geometry.
     cv::Mat_<float> enlarged;
-    cv::warpAffine(frame, enlarged, outputToInput, cv::Size(2 * frame.cols, 2 * frame.rows),
-                   interpolation | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
+    cv::resize(frame, enlarged, cv::Size(2 * frame.cols, 2 * frame.rows), 0.0, 0.0, interpolation);
     return enlarged;
 }
 

@@ -7,9 +7,10 @@ namespace vorel {
 namespace tools {
 
 /// Enlarges a frame to twice its width and height with an OpenCV interpolation
-/// (cv::INTER_CUBIC, cv::INTER_LANCZOS4, ...), on the library's grid: input
-/// pixel (i, j) lands on output pixel (2i, 2j), so that results of all methods
-/// share one geometry.
+/// (cv::INTER_CUBIC, cv::INTER_LANCZOS4, ...) in the library's geometry: input
+/// pixel (i, j) covers output pixels 2i..2i+1 and 2j..2j+1, its value landing
+/// at their centre (2i + 0.5, 2j + 0.5), so that every method's result can be
+/// compared with the same ground truth.
 cv::Mat_<float> upsample(const cv::Mat_<float>& frame, int interpolation);
 
 }  // namespace tools

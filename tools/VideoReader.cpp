@@ -5,6 +5,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <utility>
+
 namespace vorel {
 namespace tools {
 
@@ -15,13 +17,15 @@ VideoReader::VideoReader(const std::string& path) {
     } catch (const cv::Exception&) {
         capture_.release();
     }
-    if (!capture_.isOpened())
+    // Some backends open any file; only a decoded frame proves it is a video.
+    if (!capture_.isOpened() || !capture_.read(first_) || first_.empty())
         throw ToolError(ExitCode::UnreadableInput, "cannot read '" + path + "': unsupported format (not a video that OpenCV can decode)");
 }
 
 bool VideoReader::next(cv::Mat_<float>& frame) {
     cv::Mat image;
-    if (!capture_.read(image) || image.empty()) return false;
+    std::swap(image, first_);
+    if (image.empty() && (!capture_.read(image) || image.empty())) return false;
     if (image.channels() == 3) cv::cvtColor(image, image, cv::COLOR_BGR2GRAY);
     if (image.channels() == 4) cv::cvtColor(image, image, cv::COLOR_BGRA2GRAY);
     image.convertTo(frame, CV_32F);

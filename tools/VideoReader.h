@@ -24,6 +24,7 @@ public:
 
 private:
     cv::VideoCapture capture_;
+    cv::Mat first_;  ///< read ahead to tell a video from any other file
 };
 
 }  // namespace tools

@@ -6,6 +6,7 @@
 #include <opencv2/core/utils/logger.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -38,8 +39,9 @@ Exit codes:
 
 int main(int argc, char** argv) {
     using namespace vorel::tools;
-    // Errors reach the user as one line of ours, not as OpenCV's log.
+    // Errors reach the user as one line of ours, not as OpenCV's or FFmpeg's log.
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
 
     const std::vector<std::string> args(argv + 1, argv + argc);
     const std::string command = args.empty() ? "" : args.front();
