@@ -52,14 +52,18 @@ float people(float x, float y) {
     return background + body * (31.5f - background) + head * (35.5f - background) * (1.0f - body);
 }
 
-// Bar groups from 3 to 8 high-resolution pixels period, vertical on the left
-// and horizontal on the right, the finest beyond the input's own resolution.
-float bars(float x, float y, float w, float h) {
-    static const float periods[] = {3.0f, 4.0f, 5.0f, 6.0f, 8.0f};
-    const int group = std::min(4, static_cast<int>(5.0f * y / h));
-    const float period = periods[group];
-    const float along = x < 0.5f * w ? x : y;
-    return 20.0f + 10.0f * periodicBand(along, period, 0.0f, 0.5f * period);
+// A resolution star: 36 warm spokes, finer towards the centre than any
+// input pixel resolves, on a mild gradient. It has no translational
+// repetition, so registration is well posed.
+float star(float x, float y, float w, float h) {
+    constexpr int kSpokes = 36;
+    const float dx = x - 0.5f * w, dy = y - 0.5f * h;
+    const float radius = std::hypot(dx, dy), outer = 0.45f * std::min(w, h);
+    const float angle = std::atan2(dy, dx);
+    // Distance to the nearest spoke edge along the circle, signed: positive on a spoke.
+    const float edge = radius * std::sin(kSpokes * angle) / kSpokes;
+    const float inside = step(outer - radius);
+    return 15.0f + 3.0f * x / w + 12.0f * inside * step(edge);
 }
 
 }  // namespace
@@ -67,15 +71,15 @@ float bars(float x, float y, float w, float h) {
 Scene sceneFromName(const std::string& name) {
     if (name == "building") return Scene::Building;
     if (name == "people") return Scene::People;
-    if (name == "bars") return Scene::Bars;
-    throw ToolError(ExitCode::Usage, "unknown scene '" + name + "' (building, people or bars)");
+    if (name == "star") return Scene::Star;
+    throw ToolError(ExitCode::Usage, "unknown scene '" + name + "' (building, people or star)");
 }
 
 std::string sceneName(Scene scene) {
     switch (scene) {
     case Scene::Building: return "building";
     case Scene::People: return "people";
-    case Scene::Bars: return "bars";
+    case Scene::Star: return "star";
     }
     return "";
 }
@@ -87,7 +91,7 @@ float BurstSimulator::value(float x, float y) const {
     switch (settings_.scene) {
     case Scene::Building: return building(x, y, w, h);
     case Scene::People: return people(x, y);
-    case Scene::Bars: return bars(x, y, w, h);
+    case Scene::Star: return star(x, y, w, h);
     }
     return 0.0f;
 }

@@ -11,9 +11,9 @@ namespace vorel {
 namespace tools {
 
 /// Synthetic thermal scenes, in degrees Celsius.
-enum class Scene { Building, People, Bars };
+enum class Scene { Building, People, Star };
 
-/// Parses "building", "people" or "bars"; throws ToolError(Usage) otherwise.
+/// Parses "building", "people" or "star"; throws ToolError(Usage) otherwise.
 Scene sceneFromName(const std::string& name);
 std::string sceneName(Scene scene);
 

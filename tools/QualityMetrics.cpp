@@ -40,27 +40,40 @@ double ssim(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, double p
 
 Quality compareAligned(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int maxShift, int border) {
     CV_Assert(image.size() == truth.size());
-    border = std::max(border, maxShift);
+    border = std::max(border, maxShift + 1);
     CV_Assert(image.cols > 2 * border && image.rows > 2 * border);
     double low = 0.0, high = 0.0;
     cv::minMaxLoc(truth, &low, &high);
     const double peak = high > low ? high - low : 1.0;
     const cv::Rect interior(border, border, truth.cols - 2 * border, truth.rows - 2 * border);
     const cv::Mat_<float> reference = truth(interior);
+    // The image content at p + shift, over the interior.
+    const auto moved = [&](cv::Point2f shift) -> cv::Mat_<float> {
+        const cv::Point whole(cvRound(shift.x), cvRound(shift.y));
+        if (shift == cv::Point2f(whole)) return image(interior + whole);
+        const cv::Matx23f translation(1, 0, shift.x + border, 0, 1, shift.y + border);
+        cv::Mat_<float> resampled;
+        cv::warpAffine(image, resampled, translation, interior.size(), cv::INTER_CUBIC | cv::WARP_INVERSE_MAP,
+                       cv::BORDER_REPLICATE);
+        return resampled;
+    };
 
     Quality best;
     best.psnr = -std::numeric_limits<double>::infinity();
-    for (int dy = -maxShift; dy <= maxShift; ++dy) {
-        for (int dx = -maxShift; dx <= maxShift; ++dx) {
-            // The image content at (p + shift) is compared with the truth at p.
-            const double score = psnr(image(interior + cv::Point(dx, dy)), reference, peak);
-            if (score > best.psnr) {
-                best.psnr = score;
-                best.shift = cv::Point(dx, dy);
-            }
+    const auto consider = [&](cv::Point2f shift) {
+        const double score = psnr(moved(shift), reference, peak);
+        if (score > best.psnr) {
+            best.psnr = score;
+            best.shift = shift;
         }
-    }
-    best.ssim = ssim(image(interior + best.shift), reference, peak);
+    };
+    for (int dy = -maxShift; dy <= maxShift; ++dy)
+        for (int dx = -maxShift; dx <= maxShift; ++dx) consider(cv::Point2f(dx, dy));
+    const cv::Point2f whole = best.shift;
+    for (float dy : {-0.5f, 0.0f, 0.5f})
+        for (float dx : {-0.5f, 0.0f, 0.5f})
+            if (dx != 0.0f || dy != 0.0f) consider(whole + cv::Point2f(dx, dy));
+    best.ssim = ssim(moved(best.shift), reference, peak);
     return best;
 }
 

@@ -35,7 +35,7 @@ Options:
   -o FOLDER          where to write
   --size WxH         frame size (default 160x120)
   --frames N         number of frames (default 5)
-  --scene NAME       building, people or bars (default building)
+  --scene NAME       building, people or star (default building)
   --noise K          noise standard deviation in kelvin (default 0.05)
   --blur S           sensor blur sigma in output pixels (default 0.683)
   --max-shift P      largest shift per axis in input pixels (default 1.5)

@@ -20,7 +20,7 @@ BurstSettings exactSettings(Scene scene) {
 }
 
 TEST(BurstSimulator, FramesSampleTheMovedSceneAtTheCentreOfEachBlock) {
-    for (Scene scene : {Scene::Building, Scene::People, Scene::Bars}) {
+    for (Scene scene : {Scene::Building, Scene::People, Scene::Star}) {
         SCOPED_TRACE(sceneName(scene));
         const BurstSettings settings = exactSettings(scene);
         const BurstSimulator simulator(settings);
@@ -83,7 +83,7 @@ TEST(BurstSimulator, NoiseHasTheRequestedSpread) {
 }
 
 TEST(BurstSimulator, BadPixelsReadHighAtTheSamePlaceInEveryFrame) {
-    BurstSettings settings = exactSettings(Scene::Bars);
+    BurstSettings settings = exactSettings(Scene::Star);
     settings.badPixels = 4;
     const Burst burst = BurstSimulator(settings).simulate();
     ASSERT_EQ(burst.badPixels.size(), 4u);
@@ -98,13 +98,13 @@ TEST(BurstSimulator, BadPixelsReadHighAtTheSamePlaceInEveryFrame) {
 }
 
 TEST(BurstSimulator, SceneNamesRoundTrip) {
-    for (Scene scene : {Scene::Building, Scene::People, Scene::Bars}) EXPECT_EQ(sceneFromName(sceneName(scene)), scene);
+    for (Scene scene : {Scene::Building, Scene::People, Scene::Star}) EXPECT_EQ(sceneFromName(sceneName(scene)), scene);
     try {
         sceneFromName("forest");
         ADD_FAILURE() << "accepted";
     } catch (const ToolError& error) {
         EXPECT_EQ(error.code(), ExitCode::Usage);
-        EXPECT_EQ(std::string(error.what()), "unknown scene 'forest' (building, people or bars)");
+        EXPECT_EQ(std::string(error.what()), "unknown scene 'forest' (building, people or star)");
     }
 }
 

@@ -51,10 +51,24 @@ TEST(QualityMetrics, CompareAlignedFindsTheShiftOfAMovedImage) {
         // image(p + shift) == truth(p)
         const cv::Mat_<float> image = scene(window - shift).clone();
         const Quality quality = compareAligned(image, truth, 3, 8);
-        EXPECT_EQ(quality.shift, shift);
+        EXPECT_EQ(quality.shift, cv::Point2f(shift));
         EXPECT_TRUE(std::isinf(quality.psnr));
         EXPECT_NEAR(quality.ssim, 1.0, 1e-9);
     }
+}
+
+TEST(QualityMetrics, CompareAlignedFindsHalfPixelShifts) {
+    const auto smooth = [](float x, float y) { return 20.0f + 4.0f * std::sin(0.3f * x) + 3.0f * std::cos(0.23f * y + 0.1f * x); };
+    cv::Mat_<float> truth(60, 80), image(60, 80);
+    for (int row = 0; row < 60; ++row)
+        for (int col = 0; col < 80; ++col) {
+            truth(row, col) = smooth(col, row);
+            image(row, col) = smooth(col - 1.5f, row + 0.5f);  // image(p + (1.5, -0.5)) == truth(p)
+        }
+    const Quality quality = compareAligned(image, truth, 3, 8);
+    EXPECT_EQ(quality.shift, cv::Point2f(1.5f, -0.5f));
+    EXPECT_GT(quality.psnr, 50.0);
+    EXPECT_GT(quality.ssim, 0.999);
 }
 
 TEST(QualityMetrics, CompareAlignedUsesTheTruthRangeAsPeak) {
@@ -62,7 +76,7 @@ TEST(QualityMetrics, CompareAlignedUsesTheTruthRangeAsPeak) {
     double low = 0.0, high = 0.0;
     cv::minMaxLoc(truth(cv::Rect(0, 0, 40, 40)), &low, &high);
     const Quality quality = compareAligned(truth + 0.25f, truth, 0, 4);
-    EXPECT_EQ(quality.shift, cv::Point());
+    EXPECT_EQ(quality.shift, cv::Point2f());
     EXPECT_NEAR(quality.psnr, 20.0 * std::log10((high - low) / 0.25), 1e-4);
 }
 

@@ -103,7 +103,7 @@ TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
         {{"run", "a.tif", "-o", "out.tif", "--size", "12by3"},
          "vsr run: --size expects WIDTHxHEIGHT, e.g. 160x120, got '12by3' (see 'vsr run --help')\n"},
         {{"simulate", "-o", "x", "--scene", "moon"},
-         "vsr simulate: unknown scene 'moon' (building, people or bars) (see 'vsr simulate --help')\n"},
+         "vsr simulate: unknown scene 'moon' (building, people or star) (see 'vsr simulate --help')\n"},
         {{"demo", "extra"}, "vsr demo: unexpected argument 'extra' (see 'vsr demo --help')\n"},
     };
     for (const Case& c : cases) {
