@@ -13,8 +13,8 @@ std::unique_ptr<Reconstructor> Reconstructor::create(cv::Size frameSize, const R
     if (!settings.needsEngine()) return std::make_unique<CInterfaceReconstructor>(frameSize, settings);
     if (!settings.camera.empty())
         throw ToolError(ExitCode::Usage,
-                        "--camera works only with the default --window, --tv-weight and --iterations; "
-                        "give --psf-sigma instead");
+                        "--camera cannot be combined with --window, --tv-weight, --iterations or --psf-sigma; "
+                        "give the blur with --psf-sigma instead");
     return std::make_unique<EngineReconstructor>(frameSize, settings);
 }
 
