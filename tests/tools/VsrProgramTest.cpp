@@ -204,6 +204,31 @@ TEST(VsrProgram, SimulateThenRunBeatsBicubicAgainstTheWrittenTruth) {
     EXPECT_EQ(preview.size(), cv::Size(2 * 192 + 8, 144 + 24));
 }
 
+TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
+    TempFolder folder;
+    ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7"}).exitCode, 0);
+    std::vector<std::string> args{"run"};
+    for (int i = 0; i < 7; ++i) args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
+    args.insert(args.end(), {"-o", folder / "result.tif", "--window", "7", "--psf-sigma", "0.683", "--iterations", "10"});
+    const ProgramRun run = vsr(args);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    // The frames overlap almost everywhere: close to the top figure of 2.
+    float figure = 0.0f;
+    const size_t at = run.out.find("quality figure ");
+    ASSERT_NE(at, std::string::npos) << run.out;
+    ASSERT_EQ(std::sscanf(run.out.c_str() + at, "quality figure %f", &figure), 1);
+    EXPECT_GT(figure, 1.8f);
+    EXPECT_LE(figure, 2.0f);
+    EXPECT_EQ(cv::imread(folder / "result.tif", cv::IMREAD_UNCHANGED).size(), cv::Size(128, 96));
+
+    args.insert(args.end(), {"--camera", "k410 FOV 24"});
+    const ProgramRun mixed = vsr(args);
+    EXPECT_EQ(mixed.exitCode, 2);
+    EXPECT_EQ(mixed.err,
+              "vsr run: --camera cannot be combined with --window, --tv-weight, --iterations or --psf-sigma; "
+              "give the blur with --psf-sigma instead (see 'vsr run --help')\n");
+}
+
 TEST(VsrProgram, ShiftsFileHoldsTheTrueShifts) {
     TempFolder folder;
     ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "32x24", "--frames", "3", "--reference", "0",
@@ -251,6 +276,17 @@ TEST(VsrProgram, VideoModeWritesOneResultPerFrameFromTheFifth) {
         EXPECT_EQ(result.size(), cv::Size(128, 96));
     }
     EXPECT_FALSE(fs::exists(folder / "results/frame_000004.tif"));
+
+    const ProgramRun toVideo = vsr({"run", "--video", folder / "burst.avi", "-o", folder / "results.avi"});
+    ASSERT_EQ(toVideo.exitCode, 0) << toVideo.err;
+    cv::VideoCapture written(folder / "results.avi");
+    cv::Mat frame;
+    int frames = 0;
+    while (written.read(frame)) {
+        EXPECT_EQ(frame.size(), cv::Size(128, 96));
+        ++frames;
+    }
+    EXPECT_EQ(frames, 3);
 }
 
 TEST(VsrProgram, DemoFinishesAndScoresBothMethods) {
