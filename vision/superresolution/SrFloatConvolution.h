@@ -5,6 +5,8 @@
 
 #include <opencv2/core.hpp>
 
+#include <vector>
+
 namespace vorel {
 namespace vision {
 
@@ -55,6 +57,11 @@ private:
     float factor;
     cv::Mat_<float> workMatrix;
     float* workData;
+    // Rows and weights of the sums of kernel taps: one set per column phase and
+    // one for the other direction.
+    std::vector<const float*> termRows;
+    std::vector<float> termWeights;
+    std::vector<int> phaseTermCounts;
 };
 
 }  // namespace vision

@@ -56,6 +56,7 @@ private:
     int conjugateGradients(int nFrames, char** masks, int budget);
     void computeL();
     void gradient(float* x, int nFrames, char** masks, float* out);
+    void applyTv(const float* x, float* out) const;
     bool iteration(int k, int nFrames, char** masks);
 
     int width;

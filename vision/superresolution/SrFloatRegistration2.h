@@ -58,6 +58,9 @@ private:
     void initialize(char** masks, int ref);
     cv::Point_<float> opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse, char* mask);
     void shiftFrame(float* const in, cv::Point_<float>& shift, float* out);
+    /// Mean of the tracked corner moves within 2 pixels of their per-axis medians, rounded half up.
+    static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves);
+    void copyFrom_(const SrFloatRegistration2& other);
 
     int width;
     int height;

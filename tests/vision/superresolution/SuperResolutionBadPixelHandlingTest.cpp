@@ -1,0 +1,455 @@
+// SPDX-License-Identifier: Proprietary
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+#include "vorel/Exception.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace vorel {
+namespace vision {
+
+class SuperResolutionBadPixelHandlingInspector {
+public:
+    static bool replacement(const SuperResolutionBadPixelHandling& handling, const cv::Mat_<float>& image, int x,
+                            int y, float& value) {
+        return handling.getReplacementValue_(image, x, y, value);
+    }
+    static float lowerLimit(const SuperResolutionBadPixelHandling& handling) { return handling.lowerLimit; }
+    static float upperLimit(const SuperResolutionBadPixelHandling& handling) { return handling.upperLimit; }
+    static bool dataIsNUC(const SuperResolutionBadPixelHandling& handling) { return handling.dataIsNUC; }
+};
+
+namespace {
+
+using Inspector = SuperResolutionBadPixelHandlingInspector;
+
+float fromBits(std::uint32_t bits) {
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+std::uint32_t bitsOf(float value) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+using Colour = cv::Vec<unsigned char, 3>;
+
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+const float kInf = std::numeric_limits<float>::infinity();
+
+// x + 10 y: a neighbour mean reproduces the pixel's own ramp value exactly.
+cv::Mat_<float> ramp(int cols, int rows) {
+    cv::Mat_<float> image(rows, cols);
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < cols; ++x) image(y, x) = static_cast<float>(x + 10 * y);
+    return image;
+}
+
+struct Defect {
+    const char* name;
+    float value;
+    unsigned char code;
+    bool changesResult;  // when it cannot be repaired from neighbours
+    enum Fallback { kMin, kMax, kZero } fallback;
+};
+
+const Defect kDefects[] = {
+    {"marker 130", fromBits(130), 1, false, Defect::kMin},
+    {"marker 129", fromBits(129), 2, false, Defect::kMax},
+    {"marker 132", fromBits(132), 3, true, Defect::kZero},
+    {"marker 133", fromBits(133), 3, true, Defect::kZero},
+    {"NaN", kNaN, 3, true, Defect::kZero},
+    {"+infinity", kInf, 5, true, Defect::kMax},
+    {"-infinity", -kInf, 4, true, Defect::kMin},
+    {"above 5000", 6000.0f, 5, true, Defect::kMax},
+    {"below -274", -300.0f, 4, true, Defect::kMin},
+};
+
+TEST(SuperResolutionBadPixelHandling, DataIsNUCSwitchesTheLimits) {
+    SuperResolutionBadPixelHandling handling(5);
+    EXPECT_EQ(Inspector::lowerLimit(handling), -274.0f);
+    EXPECT_EQ(Inspector::upperLimit(handling), 5000.0f);
+    EXPECT_FALSE(Inspector::dataIsNUC(handling));
+
+    cv::Mat_<float> frame = ramp(6, 5);
+    frame(2, 2) = 6000.0f;
+    frame(2, 3) = -300.0f;
+    frame(3, 2) = -40000.0f;
+    handling.setDataIsNUC(true);
+    EXPECT_EQ(Inspector::lowerLimit(handling), -32768.0f);
+    EXPECT_EQ(Inspector::upperLimit(handling), 32767.0f);
+    EXPECT_TRUE(Inspector::dataIsNUC(handling));
+    cv::Mat_<float> counts = frame.clone();
+    EXPECT_EQ(handling.detectAndReplaceBadPixel(counts), 0);
+    EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 0);
+    EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 0);
+    EXPECT_EQ(handling.getDefectMaps().back()(3, 2), 4);
+    EXPECT_EQ(counts(2, 2), 6000.0f);
+    EXPECT_EQ(counts(2, 3), -300.0f);
+
+    handling.setDataIsNUC(false);
+    EXPECT_EQ(Inspector::lowerLimit(handling), -274.0f);
+    EXPECT_EQ(Inspector::upperLimit(handling), 5000.0f);
+    cv::Mat_<float> celsius = frame.clone();
+    handling.detectAndReplaceBadPixel(celsius);
+    EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 5);
+    EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 4);
+}
+
+TEST(SuperResolutionBadPixelHandling, MinMaxSkipsInvalidPixelsAndKeepsTheFirstExtreme) {
+    SuperResolutionBadPixelHandling handling(1);
+    cv::Mat_<float> image(3, 4, 7.0f);
+    image(0, 1) = 2.0f;
+    image(2, 3) = 2.0f;  // a later equal minimum does not move the location
+    image(1, 2) = 9.0f;
+    image(1, 0) = 9.0f;
+    image(0, 0) = fromBits(129);
+    image(0, 2) = kNaN;
+    image(0, 3) = 6000.0f;
+    image(2, 0) = -kInf;
+    image(2, 1) = -300.0f;
+    float minVal = 0.0f, maxVal = 0.0f;
+    cv::Point minLoc, maxLoc;
+    handling.getMinMaxVal(image, minVal, maxVal, &minLoc, &maxLoc);
+    EXPECT_EQ(minVal, 2.0f);
+    EXPECT_EQ(maxVal, 9.0f);
+    EXPECT_EQ(minLoc, cv::Point(1, 0));
+    EXPECT_EQ(maxLoc, cv::Point(0, 1));
+
+    cv::Mat_<float> invalid(2, 2, kNaN);
+    invalid(1, 1) = fromBits(130);
+    handling.getMinMaxVal(invalid, minVal, maxVal);
+    EXPECT_EQ(minVal, 5000.0f);
+    EXPECT_EQ(maxVal, -274.0f);
+}
+
+TEST(SuperResolutionBadPixelHandling, ReplacementNeedsAllNeighboursInsideAndThreeOnTheBorder) {
+    SuperResolutionBadPixelHandling handling(1);
+    cv::Mat_<float> image = ramp(5, 4);
+    struct Row {
+        int x, y;
+        bool expected;
+        float value;
+    };
+    image(1, 3) = kNaN;  // spoils one neighbour of (2, 1) and of (3, 2)
+    const Row rows[] = {
+        {2, 2, true, 22.0f},                              // interior, four valid neighbours
+        {2, 1, false, (11.0f + 2.0f + 22.0f) / 3.0f},     // interior with three: mean written, not accepted
+        {0, 2, true, (21.0f + 10.0f + 30.0f) / 3.0f},     // left edge, three neighbours
+        {4, 1, false, (4.0f + 24.0f) / 2.0f},             // right edge missing (3, 1)
+        {0, 0, false, (1.0f + 10.0f) / 2.0f},             // a corner never qualifies
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.x << "," << row.y);
+        float value = -1.0f;
+        EXPECT_EQ(Inspector::replacement(handling, image, row.x, row.y, value), row.expected);
+        EXPECT_FLOAT_EQ(value, row.value);
+    }
+
+    cv::Mat_<float> lonely(3, 3, kNaN);
+    float untouched = -1.0f;
+    EXPECT_FALSE(Inspector::replacement(handling, lonely, 1, 1, untouched));
+    EXPECT_EQ(untouched, -1.0f);
+}
+
+TEST(SuperResolutionBadPixelHandling, InteriorDefectsTakeTheNeighbourMean) {
+    for (const Defect& defect : kDefects) {
+        SCOPED_TRACE(defect.name);
+        SuperResolutionBadPixelHandling handling(2);
+        cv::Mat_<float> frame = ramp(7, 6);
+        frame(3, 4) = defect.value;
+        EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
+        EXPECT_EQ(frame(3, 4), 34.0f);
+        const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
+        EXPECT_EQ(map(3, 4), defect.code);
+        EXPECT_EQ(cv::countNonZero(map), 1);
+    }
+}
+
+TEST(SuperResolutionBadPixelHandling, EdgeDefectsTakeTheMeanOfThreeNeighbours) {
+    struct Position {
+        cv::Point at;
+        float neighbourSum;
+    };
+    const Position positions[] = {{{0, 2}, 21 + 10 + 30}, {{6, 3}, 35 + 26 + 46}, {{3, 0}, 2 + 4 + 13},
+                                  {{2, 5}, 51 + 53 + 42}};
+    for (const Defect& defect : kDefects) {
+        for (const Position& position : positions) {
+            const cv::Point at = position.at;
+            SCOPED_TRACE(testing::Message() << defect.name << " at " << at);
+            SuperResolutionBadPixelHandling handling(2);
+            cv::Mat_<float> frame = ramp(7, 6);
+            frame(at) = defect.value;
+            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
+            EXPECT_EQ(frame(at), position.neighbourSum / 3.0f);
+            EXPECT_EQ(handling.getDefectMaps().back()(at), defect.code);
+        }
+    }
+}
+
+TEST(SuperResolutionBadPixelHandling, CornerDefectsFallBackToTheFrameRange) {
+    const cv::Point corners[] = {{0, 0}, {6, 0}, {0, 5}, {6, 5}};
+    for (const Defect& defect : kDefects) {
+        for (const cv::Point& at : corners) {
+            SCOPED_TRACE(testing::Message() << defect.name << " at " << at);
+            SuperResolutionBadPixelHandling handling(2);
+            cv::Mat_<float> frame = ramp(7, 6) + 100.0f;
+            frame(at) = defect.value;
+            // The range of the valid pixels, taken before any repair.
+            const float minVal = at == cv::Point(0, 0) ? 101.0f : 100.0f;
+            const float maxVal = at == cv::Point(6, 5) ? 155.0f : 156.0f;
+            const float expected = defect.fallback == Defect::kMin   ? minVal
+                                   : defect.fallback == Defect::kMax ? maxVal
+                                                                     : 0.0f;
+            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), defect.changesResult ? -2 : 0);
+            EXPECT_EQ(bitsOf(frame(at)), bitsOf(expected));
+            EXPECT_EQ(handling.getDefectMaps().back()(at), defect.code);
+        }
+    }
+}
+
+TEST(SuperResolutionBadPixelHandling, RepairsInScanOrderSoEarlierFixesServeAsNeighbours) {
+    SuperResolutionBadPixelHandling handling(1);
+    cv::Mat_<float> frame = ramp(6, 5);
+    frame(2, 2) = fromBits(129);  // its right neighbour is still defective when it is visited
+    frame(2, 3) = kNaN;
+    EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
+    EXPECT_EQ(frame(2, 2), 45.0f);                                  // the frame's maximum
+    EXPECT_EQ(frame(2, 3), (45.0f + 24.0f + 13.0f + 33.0f) / 4.0f);  // uses the repaired pixel
+    EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 2);
+    EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 3);
+}
+
+TEST(SuperResolutionBadPixelHandling, MoreThanTenHopelessPixelsThrowAfterStoringTheMap) {
+    // Each corner is one hopeless pixel; in an interior run of NaN every pixel but the
+    // last still sees its defective right neighbour.
+    for (const int run : {7, 8}) {
+        SCOPED_TRACE(testing::Message() << "run of " << run);
+        SuperResolutionBadPixelHandling handling(3);
+        cv::Mat_<float> frame = ramp(12, 6);
+        for (const cv::Point corner : {cv::Point(0, 0), cv::Point(11, 0), cv::Point(0, 5), cv::Point(11, 5)})
+            frame(corner) = kNaN;
+        for (int x = 2; x < 2 + run; ++x) frame(3, x) = kNaN;
+        const int hopeless = 4 + run - 1;
+        if (hopeless <= 10) {
+            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), -2);
+        } else {
+            try {
+                handling.detectAndReplaceBadPixel(frame);
+                FAIL() << "no exception";
+            } catch (const vorel::Exception& error) {
+                EXPECT_STREQ(error.what(), "Too many defect pixels. No processing possible.");
+                EXPECT_NE(error.place().find("SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(..)"),
+                          std::string::npos)
+                    << error.place();
+            }
+        }
+        ASSERT_EQ(handling.getDefectMaps().size(), 1u);
+        EXPECT_EQ(cv::countNonZero(handling.getDefectMaps()[0]), 4 + run);
+        EXPECT_EQ(frame(0, 0), 0.0f);
+        EXPECT_EQ(frame(3, 2), 0.0f);
+        // The last of the run sees its repaired left neighbour (0.0) and three ramp values.
+        const float last = static_cast<float>(run);
+        EXPECT_EQ(frame(3, 1 + run), (0.0f + (32.0f + last) + (21.0f + last) + (41.0f + last)) / 4.0f);
+        for (const float value : frame) EXPECT_FALSE(std::isnan(value));
+    }
+}
+
+TEST(SuperResolutionBadPixelHandling, DefectMapsSlideWithTheWindow) {
+    SuperResolutionBadPixelHandling handling(3);
+    for (int k = 0; k < 5; ++k) {
+        cv::Mat_<float> frame = ramp(6, 4);
+        frame(1, k) = kNaN;
+        handling.detectAndReplaceBadPixel(frame);
+        ASSERT_EQ(handling.getDefectMaps().size(), static_cast<std::size_t>(std::min(k + 1, 3)));
+    }
+    for (int i = 0; i < 3; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(handling.getDefectMaps()[i](1, i + 2), 3);
+        EXPECT_EQ(cv::countNonZero(handling.getDefectMaps()[i]), 1);
+    }
+}
+
+// Defect maps with one defect of the given value at (x, y) per frame.
+SuperResolutionBadPixelHandling withDefects(const std::vector<std::pair<cv::Point, float>>& defects, int cols,
+                                            int rows) {
+    SuperResolutionBadPixelHandling handling(static_cast<unsigned int>(defects.size()));
+    for (const auto& defect : defects) {
+        cv::Mat_<float> frame = ramp(cols, rows);
+        frame(defect.first) = defect.second;
+        handling.detectAndReplaceBadPixel(frame);
+    }
+    return handling;
+}
+
+std::vector<cv::Point> markedPixels(const cv::Mat_<float>& estimate, std::uint32_t marker) {
+    std::vector<cv::Point> marked;
+    for (int r = 0; r < estimate.rows; ++r)
+        for (int c = 0; c < estimate.cols; ++c)
+            if (bitsOf(estimate(r, c)) == marker) marked.emplace_back(c, r);
+    return marked;
+}
+
+TEST(SuperResolutionBadPixelHandling, MaskWritesSevenBySevenMarkerBlocks) {
+    struct Row {
+        const char* name;
+        float value;
+        std::uint32_t marker;
+    };
+    const Row rows[] = {{"130", fromBits(130), 130}, {"129", fromBits(129), 129}, {"NaN", kNaN, 132},
+                        {"133", fromBits(133), 132}, {"above", 6000.0f, 132},       {"below", -300.0f, 132}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(5, 4), row.value}}, 10, 8);
+        cv::Mat_<float> estimate(16, 20, 1.0f);
+        // hx = 2 (5 - 0.75) = 8.5, hy = 2 (4 + 0.5) = 9: columns 5..11, rows 6..12.
+        handling.maskBadPixel(estimate, {cv::Point2f(0.75f, -0.5f)});
+        const std::vector<cv::Point> marked = markedPixels(estimate, row.marker);
+        ASSERT_EQ(marked.size(), 49u);
+        EXPECT_EQ(marked.front(), cv::Point(5, 6));
+        EXPECT_EQ(marked.back(), cv::Point(11, 12));
+    }
+}
+
+TEST(SuperResolutionBadPixelHandling, MaskClipsBlocksAndSkipsPositionsOffTheEstimate) {
+    SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(9, 0), kNaN}}, 10, 8);
+    struct Row {
+        cv::Point2f shift;
+        std::size_t marked;
+    };
+    const Row rows[] = {
+        {{0.0f, 0.0f}, 5u * 4u},   // (18, 0): columns 15..19, rows 0..3
+        {{-2.0f, 0.0f}, 1u * 4u},  // (22, 0): only column 19 is inside
+        {{-3.0f, 0.0f}, 0u},       // (24, 0): entirely right of the estimate
+        {{9.5f, 0.0f}, 0u},        // hx = -1 < 0
+        {{0.0f, 0.5f}, 0u},        // hy = -1 < 0
+        {{0.0f, -8.0f}, 0u},       // hy = 16 = rows
+        {{0.0f, -7.75f}, 5u * 4u}, // hy = 15.5: rows 12..15
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.shift);
+        cv::Mat_<float> estimate(16, 20, 1.0f);
+        handling.maskBadPixel(estimate, {row.shift});
+        EXPECT_EQ(markedPixels(estimate, 132).size(), row.marked);
+        EXPECT_EQ(cv::countNonZero(estimate != 1.0f), static_cast<int>(row.marked));
+    }
+}
+
+TEST(SuperResolutionBadPixelHandling, MaskRequiresOneShiftPerDefectMap) {
+    SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(1, 1), kNaN}, {cv::Point(2, 2), kNaN}}, 6, 5);
+    cv::Mat_<float> estimate(10, 12, 0.0f);
+    try {
+        handling.maskBadPixel(estimate, {cv::Point2f(0.0f, 0.0f)});
+        FAIL() << "no exception";
+    } catch (const vorel::Exception& error) {
+        EXPECT_STREQ(error.what(), "maskBadPixel(): number of shifts ist not equal to number of defectMaps");
+        EXPECT_NE(error.place().find("SuperResolutionBadPixelHandling::maskBadPixel(..)"), std::string::npos);
+    }
+    EXPECT_EQ(cv::countNonZero(estimate), 0);
+}
+
+TEST(SuperResolutionBadPixelHandling, ReplaceRequiresDefectMaps) {
+    SuperResolutionBadPixelHandling handling(3);
+    cv::Mat_<float> estimate(4, 4, fromBits(132));
+    try {
+        handling.replaceMaskedPixel(estimate, {}, {});
+        FAIL() << "no exception";
+    } catch (const vorel::Exception& error) {
+        EXPECT_STREQ(error.what(), "bad pixel masks not initalized");
+        EXPECT_NE(error.place().find("SuperResolutionBadPixelHandling::replaceMaskedPixel(..)"), std::string::npos);
+    }
+}
+
+// Masking then refilling a nearest-neighbour enlargement of clean frames restores it:
+// every marked pixel is refilled from the frames that are valid there.
+TEST(SuperResolutionBadPixelHandling, MaskAndRefillRestoreAnEnlargedImage) {
+    const int cols = 10, rows = 8;
+    SuperResolutionBadPixelHandling handling =
+        withDefects({{cv::Point(2, 2), kNaN}, {cv::Point(7, 2), fromBits(129)}, {cv::Point(4, 6), 6000.0f}}, cols,
+                    rows);
+    const std::vector<cv::Mat_<float>> frames(3, ramp(cols, rows));
+    const std::vector<cv::Point2f> shifts(3, cv::Point2f(0.0f, 0.0f));
+    cv::Mat_<float> enlarged(2 * rows, 2 * cols);
+    for (int r = 0; r < enlarged.rows; ++r)
+        for (int c = 0; c < enlarged.cols; ++c) enlarged(r, c) = frames[0](r / 2, c / 2);
+
+    cv::Mat_<float> estimate = enlarged.clone();
+    handling.maskBadPixel(estimate, shifts);
+    EXPECT_EQ(markedPixels(estimate, 132).size(), 2u * 49u);
+    EXPECT_EQ(markedPixels(estimate, 129).size(), 49u);
+    handling.replaceMaskedPixel(estimate, shifts, frames);
+    for (int i = 0; i < estimate.rows * estimate.cols; ++i) ASSERT_EQ(estimate(i), enlarged(i)) << "at " << i;
+}
+
+TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsHopelessMarkers) {
+    const int cols = 6, rows = 5;
+    SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(2, 1), kNaN}, {cv::Point(3, 1), kNaN}}, cols,
+                                                           rows);
+    const std::vector<cv::Mat_<float>> frames = {ramp(cols, rows), ramp(cols, rows) + 100.0f};
+    const std::vector<cv::Point2f> shifts = {cv::Point2f(0.0f, 0.0f), cv::Point2f(1.4f, -0.7f)};
+    // Comments: the low-resolution (x, y) = (trunc(C / 2 + shift.x), trunc(R / 2 + shift.y))
+    // that each frame offers for estimate pixel (R, C).
+    cv::Mat_<float> estimate(2 * rows, 2 * cols, 0.0f);
+    estimate(2, 4) = fromBits(130);   // frame 0 (2, 1) defective; frame 1 (3, 0) valid
+    estimate(3, 5) = fromBits(132);   // frame 0 (2, 1) defective; frame 1 (trunc 3.9, trunc 0.8) = (3, 0)
+    estimate(2, 2) = fromBits(129);   // frame 0 (1, 1) valid; frame 1 (2, 0) valid
+    estimate(3, 6) = fromBits(133);   // 133 is not a high-resolution marker: left alone
+    estimate(3, 3) = fromBits(132);   // frame 0 (1, 1) valid, frame 1 (2, 0) valid
+    estimate(9, 11) = fromBits(129);  // frame 0 (5, 4) valid; frame 1 trunc(6.9) = 6 is outside
+    estimate(0, 4) = fromBits(132);   // frame 0 (2, 0); frame 1 trunc(-0.7) = 0 still samples row 0
+    estimate(2, 6) = fromBits(130);   // frame 0 (3, 1) valid there; frame 1 (4, 0) valid
+    handling.replaceMaskedPixel(estimate, shifts, frames);
+    EXPECT_EQ(estimate(2, 4), 103.0f);
+    EXPECT_EQ(estimate(3, 5), 103.0f);
+    EXPECT_EQ(estimate(2, 2), (11.0f + 102.0f) / 2.0f);
+    EXPECT_EQ(bitsOf(estimate(3, 6)), 133u);
+    EXPECT_EQ(estimate(3, 3), (11.0f + 102.0f) / 2.0f);
+    EXPECT_EQ(estimate(9, 11), 45.0f);
+    EXPECT_EQ(estimate(0, 4), (2.0f + 103.0f) / 2.0f);
+    EXPECT_EQ(estimate(2, 6), (13.0f + 104.0f) / 2.0f);
+
+    // Truncation: a position just left of the frame still samples its first column.
+    SuperResolutionBadPixelHandling single = withDefects({{cv::Point(4, 4), kNaN}}, cols, rows);
+    cv::Mat_<float> leftEdge(2 * rows, 2 * cols, 0.0f);
+    leftEdge(2, 0) = fromBits(132);
+    single.replaceMaskedPixel(leftEdge, {cv::Point2f(-0.7f, 0.0f)}, {frames[1]});
+    EXPECT_EQ(leftEdge(2, 0), 110.0f);
+
+    // Where every frame is defective the marker stays.
+    SuperResolutionBadPixelHandling both = withDefects({{cv::Point(2, 1), kNaN}, {cv::Point(2, 1), kNaN}}, cols, rows);
+    cv::Mat_<float> hopeless(2 * rows, 2 * cols, 0.0f);
+    hopeless(2, 4) = fromBits(130);
+    both.replaceMaskedPixel(hopeless, {cv::Point2f(0.0f, 0.0f), cv::Point2f(0.0f, 0.0f)}, frames);
+    EXPECT_EQ(bitsOf(hopeless(2, 4)), 130u);
+}
+
+TEST(SuperResolutionBadPixelHandling, ColorPaintsMarkers129RedAnd130Blue) {
+    SuperResolutionBadPixelHandling handling(1);
+    cv::Mat_<float> image(2, 3, 5.0f);
+    image(0, 0) = fromBits(129);
+    image(1, 2) = fromBits(130);
+    image(0, 1) = fromBits(132);
+    const Colour grey(7, 8, 9);
+    cv::Mat_<Colour> picture(2, 3, grey);
+    handling.colorBadPixel(image, picture);
+    const Colour red(0, 0, 255), blue(255, 0, 0);
+    EXPECT_EQ(picture(0, 0), red);
+    EXPECT_EQ(picture(1, 2), blue);
+    EXPECT_EQ(picture(0, 1), grey);
+    EXPECT_EQ(picture(0, 2), grey);
+}
+
+}  // namespace
+}  // namespace vision
+}  // namespace vorel

@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: Proprietary
+#include "vision/superresolution/SrFloatConvolution.h"
+
+#include "vorel/Dispatch.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace vorel {
+namespace vision {
+
+namespace {
+
+// Row spacing of the sparse grid; columns follow the factor.
+constexpr int kRowStep = 2;
+
+// Up to this many terms, combineRows keeps the sum in registers.
+constexpr int kMaxFusedTerms = 6;
+
+// out[j] = sum over t of rows[t][j] * weights[t], t ascending (or out[j] += that
+// sum). The rows are contiguous, so the loop over j vectorises without shuffles.
+template <int Terms, bool Accumulate>
+void combineFixed(const float* const* rows, const float* weights, int length, float* __restrict out) {
+    const float* source[Terms];
+    float weight[Terms];
+    for (int t = 0; t < Terms; ++t) {
+        source[t] = rows[t];
+        weight[t] = weights[t];
+    }
+    for (int j = 0; j < length; ++j) {
+        float sum = source[0][j] * weight[0];
+        for (int t = 1; t < Terms; ++t) sum += source[t][j] * weight[t];
+        if (Accumulate) out[j] += sum;
+        else out[j] = sum;
+    }
+}
+
+template <bool Accumulate>
+void combineRows(const float* const* rows, const float* weights, int terms, int length, float* out) {
+    switch (terms) {
+        case 0:
+            if (!Accumulate) std::fill(out, out + length, 0.0f);
+            return;
+        case 1: return combineFixed<1, Accumulate>(rows, weights, length, out);
+        case 2: return combineFixed<2, Accumulate>(rows, weights, length, out);
+        case 3: return combineFixed<3, Accumulate>(rows, weights, length, out);
+        case 4: return combineFixed<4, Accumulate>(rows, weights, length, out);
+        case 5: return combineFixed<5, Accumulate>(rows, weights, length, out);
+        case 6: return combineFixed<6, Accumulate>(rows, weights, length, out);
+        default: break;
+    }
+    // Long kernels: the first kMaxFusedTerms in registers, the rest added in turn.
+    combineFixed<kMaxFusedTerms, Accumulate>(rows, weights, length, out);
+    for (int t = kMaxFusedTerms; t < terms; ++t) {
+        const float* source = rows[t];
+        const float weight = weights[t];
+        for (int j = 0; j < length; ++j) out[j] += source[j] * weight;
+    }
+}
+
+// A zero tap adds nothing, so only the others become terms: the row of tap k is
+// rowOf(k). Returns the number of terms.
+template <typename RowOf>
+int collectTerms(const float* kernel, int first, int last, int stride, RowOf rowOf, const float** rows,
+                 float* weights) {
+    int terms = 0;
+    for (int k = first; k < last; k += stride) {
+        if (kernel[k] == 0.0f) continue;
+        rows[terms] = rowOf(k);
+        weights[terms] = kernel[k];
+        ++terms;
+    }
+    return terms;
+}
+
+// Edge-truncated running mean along one row. Inside, the sum is multiplied by
+// the reciprocal; at the edges it is divided by the count: they round differently.
+void boxRow(const float* src, int count, int radius, float norm, float* dst) {
+    float sum = 0.0f;
+    for (int x = 0; x < radius; ++x) sum += src[x];
+    float n = static_cast<float>(radius + 1);
+    for (int x = 0; x < radius; ++x) {
+        sum += src[x + radius];
+        dst[x] = sum / n;
+        n += 1.0f;
+    }
+    for (int x = radius; x < count - radius; ++x) {
+        sum += src[x + radius];
+        dst[x] = sum * norm;
+        sum -= src[x - radius];
+    }
+    for (int x = count - radius; x < count; ++x) {
+        n -= 1.0f;
+        dst[x] = sum / n;
+        sum -= src[x - radius];
+    }
+}
+
+// The same running mean down every column at once, a whole row per step, so the
+// inner loops run along contiguous rows. `sums` holds one running sum per column.
+void boxColumns(const cv::Mat_<float>& src, int radius, float norm, float* sums, cv::Mat_<float>& dst) {
+    const int rows = src.rows;
+    const int cols = src.cols;
+    std::fill(sums, sums + cols, 0.0f);
+    for (int y = 0; y < radius; ++y) {
+        const float* in = src[y];
+        for (int x = 0; x < cols; ++x) sums[x] += in[x];
+    }
+    float n = static_cast<float>(radius + 1);
+    for (int y = 0; y < rows; ++y) {
+        const bool top = y < radius;
+        const bool bottom = y >= rows - radius;
+        if (bottom) n -= 1.0f;
+        if (!bottom) {
+            const float* entering = src[y + radius];
+            for (int x = 0; x < cols; ++x) sums[x] += entering[x];
+        }
+        float* out = dst[y];
+        if (top || bottom) {
+            for (int x = 0; x < cols; ++x) out[x] = sums[x] / n;
+        } else {
+            for (int x = 0; x < cols; ++x) out[x] = sums[x] * norm;
+        }
+        if (top) {
+            n += 1.0f;
+        } else {
+            const float* leaving = src[y - radius];
+            for (int x = 0; x < cols; ++x) sums[x] -= leaving[x];
+        }
+    }
+}
+
+// Images smaller than the window: the same edge-truncated mean, summed directly.
+void boxFilterDirect(const cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {
+    const cv::Mat_<float> in = src.clone();
+    for (int y = 0; y < in.rows; ++y) {
+        for (int x = 0; x < in.cols; ++x) {
+            const int top = std::max(0, y - radius), bottom = std::min(in.rows - 1, y + radius);
+            const int left = std::max(0, x - radius), right = std::min(in.cols - 1, x + radius);
+            float sum = 0.0f;
+            for (int v = top; v <= bottom; ++v)
+                for (int u = left; u <= right; ++u) sum += in(v, u);
+            dst(y, x) = sum / static_cast<float>((bottom - top + 1) * (right - left + 1));
+        }
+    }
+}
+
+}  // namespace
+
+SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, int kernelHeight, float factor)
+    : width(width),
+      height(height),
+      kernelWidth(kernelWidth),
+      kernelHeight(kernelHeight),
+      fullWidth(width + kernelWidth - 1),
+      fullHeight(height + kernelHeight - 1),
+      factor(factor),
+      workMatrix(fullHeight, width),
+      workData(workMatrix[0]),
+      termRows(static_cast<std::size_t>((static_cast<int>(factor) + 1) * std::max(kernelWidth, kernelHeight))),
+      termWeights(termRows.size()),
+      phaseTermCounts(static_cast<std::size_t>(static_cast<int>(factor))) {}
+
+SrFloatConvolution::~SrFloatConvolution() { workMatrix.release(); }
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
+    backProject<false>(in, kernelX, kernelY, mask, out);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
+    backProject<true>(in, kernelX, kernelY, mask, out);
+}
+
+// Row by row, so that every intermediate is one row that stays in cache. Columns
+// are split into `step` phases: output column step*m + p only sees taps p,
+// p + step, ..., which turns the sparse scatter into sums of contiguous rows.
+// The work matrix holds the masked frame, a zero-padded row and the phase rows.
+template <bool Accumulate>
+void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
+                                     float* out) {
+    const int step = static_cast<int>(factor);
+    const int lowWidth = static_cast<int>(width / factor);
+    const int lowHeight = static_cast<int>(height / factor);
+    const int lowSize = lowWidth * lowHeight;
+    const int reach = (kernelWidth + step - 1) / step;
+    const int phaseLength = (fullWidth + step - 1) / step;
+
+    float* masked = workData;
+    for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
+    float* padded = masked + lowSize;
+    float* row = padded + reach - 1;
+    std::fill(padded, padded + reach - 1 + phaseLength, 0.0f);
+    float* phases = padded + reach - 1 + phaseLength;
+
+    // The horizontal terms of each phase are the same for every row.
+    const int maxTaps = std::max(kernelWidth, kernelHeight);
+    const float** rows = termRows.data();
+    float* weights = termWeights.data();
+    const float** phaseRows = rows + maxTaps;
+    float* phaseWeights = weights + maxTaps;
+    int* phaseTerms = phaseTermCounts.data();
+    for (int p = 0; p < step; ++p) {
+        phaseTerms[p] = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return row - (k - p) / step; },
+                                     phaseRows + p * maxTaps, phaseWeights + p * maxTaps);
+    }
+
+    for (int r = 0; r < fullHeight; ++r) {
+        float* outRow = out + static_cast<std::size_t>(r) * fullWidth;
+        // Taps k with (r - k) even and 0 <= (r - k) / 2 < h, in ascending order.
+        const int firstTap = std::max(r % kRowStep, r - kRowStep * (lowHeight - 1));
+        const int vertical = collectTerms(kernelY, firstTap, std::min(kernelHeight, r + 1), kRowStep,
+                                          [&](int k) { return masked + ((r - k) / kRowStep) * lowWidth; }, rows, weights);
+        if (vertical == 0) {
+            if (!Accumulate) std::fill(outRow, outRow + fullWidth, 0.0f);
+            continue;
+        }
+        combineRows<false>(rows, weights, vertical, lowWidth, row);
+
+        for (int p = 0; p < step; ++p) {
+            combineRows<false>(phaseRows + p * maxTaps, phaseWeights + p * maxTaps, phaseTerms[p], phaseLength,
+                               phases + p * phaseLength);
+        }
+        // Interleave the phases into whole rows first: adding in the same loop
+        // would make the compiler shuffle `out` too.
+        float* interleaved = Accumulate ? phases + step * phaseLength : outRow;
+        if (step == 2) {
+            const float* even = phases;
+            const float* odd = phases + phaseLength;
+            const int pairs = fullWidth / 2;
+            for (int m = 0; m < pairs; ++m) {
+                interleaved[2 * m] = even[m];
+                interleaved[2 * m + 1] = odd[m];
+            }
+            if (fullWidth % 2) interleaved[fullWidth - 1] = even[pairs];
+        } else {
+            for (int c = 0; c < fullWidth; ++c) interleaved[c] = phases[(c % step) * phaseLength + c / step];
+        }
+        if (Accumulate)
+            for (int c = 0; c < fullWidth; ++c) outRow[c] += interleaved[c];
+    }
+}
+
+// Output row by output row. Each needed intermediate row (horizontal pass) is
+// computed once into a ring of kh rows; the vertical pass combines rows of the ring.
+// The horizontal pass splits the input row into `step` phases first, so that its
+// taps read contiguous memory.
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out) {
+    const int step = static_cast<int>(factor);
+    const int lowWidth = static_cast<int>(width / factor);
+    const int lowHeight = static_cast<int>(height / factor);
+    const int phaseLength = (fullWidth + step - 1) / step;
+
+    float* ring = workData;
+    float* phases = ring + kernelHeight * lowWidth;
+    const int maxTaps = std::max(kernelWidth, kernelHeight);
+    const float** rows = termRows.data();
+    float* weights = termWeights.data();
+    // The horizontal terms are the same for every row.
+    const float** horizontalRows = rows + maxTaps;
+    float* horizontalWeights = weights + maxTaps;
+    const int horizontalTerms = collectTerms(kernelX, 0, kernelWidth, 1,
+                                             [&](int k) { return phases + (k % step) * phaseLength + k / step; },
+                                             horizontalRows, horizontalWeights);
+
+    auto horizontalPass = [&](int r) {
+        const float* source = in + static_cast<std::size_t>(r) * fullWidth;
+        if (step == 2) {
+            float* even = phases;
+            float* odd = phases + phaseLength;
+            const int pairs = fullWidth / 2;
+            for (int m = 0; m < pairs; ++m) {
+                even[m] = source[2 * m];
+                odd[m] = source[2 * m + 1];
+            }
+            if (fullWidth % 2) even[pairs] = source[fullWidth - 1];
+        } else {
+            for (int c = 0; c < fullWidth; ++c) phases[(c % step) * phaseLength + c / step] = source[c];
+        }
+        combineRows<false>(horizontalRows, horizontalWeights, horizontalTerms, lowWidth,
+                           ring + (r % kernelHeight) * lowWidth);
+    };
+
+    // Rows between the outer non-zero taps are computed even under a zero tap:
+    // a later output row may need them.
+    int firstTap = 0;
+    int lastTap = kernelHeight - 1;
+    while (firstTap < kernelHeight && kernelY[firstTap] == 0.0f) ++firstTap;
+    while (lastTap > firstTap && kernelY[lastTap] == 0.0f) --lastTap;
+    int nextRow = 0;
+    for (int i = 0; i < lowHeight; ++i) {
+        const int first = kRowStep * i;
+        if (firstTap < kernelHeight) {
+            for (int r = std::max(nextRow, first + firstTap); r <= first + lastTap; ++r) horizontalPass(r);
+            nextRow = first + lastTap + 1;
+        }
+        const int terms = collectTerms(kernelY, 0, kernelHeight, 1,
+                                       [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; }, rows, weights);
+        combineRows<false>(rows, weights, terms, lowWidth, out + i * lowWidth);
+    }
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {
+    const int rows = src.rows;
+    const int cols = src.cols;
+    if (dst.dims != 2 || dst.rows != rows || dst.cols != cols || !dst.data) dst.create(rows, cols);
+    if (rows < 2 * radius + 1 || cols < 2 * radius + 1) {
+        boxFilterDirect(src, radius, dst);
+        return;
+    }
+    const float norm = 1.0f / static_cast<float>(2 * radius + 1);
+
+    // Per-thread scratch: registration filters every frame, so only the first call allocates.
+    thread_local cv::Mat_<float> horizontal;
+    thread_local std::vector<float> sums;
+    horizontal.create(rows, cols);
+    sums.resize(static_cast<std::size_t>(cols));
+    for (int y = 0; y < rows; ++y) boxRow(src[y], cols, radius, norm, horizontal[y]);
+    boxColumns(horizontal, radius, norm, sums.data(), dst);
+}
+
+}  // namespace vision
+}  // namespace vorel

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Proprietary
+#pragma once
+
+// Marks a function whose loops are worth compiling twice on x86-64: once for
+// AVX2 and once for the baseline, the loader choosing by the processor. AVX2
+// alone brings no fused multiply-add, so both versions round alike. Everything
+// the function calls is inlined into it, so the callees' loops follow its target.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && defined(__ELF__)
+#define VOREL_DISPATCH_AVX2 __attribute__((target_clones("avx2", "default"), flatten))
+#else
+#define VOREL_DISPATCH_AVX2
+#endif
