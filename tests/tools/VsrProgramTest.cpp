@@ -191,6 +191,7 @@ TEST(VsrProgram, SimulateThenRunBeatsBicubicAgainstTheWrittenTruth) {
                             0),
               0u)
         << run.out;
+    EXPECT_NE(run.out.find("\nno warning from the library\n"), std::string::npos) << run.out;
     EXPECT_EQ(run.out.find("SrFloat"), std::string::npos) << "library timing lines leaked";
 
     const cv::Mat_<float> truth = readFrame(folder / "burst/truth.tif");
