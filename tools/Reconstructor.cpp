@@ -34,9 +34,7 @@ std::string Outcome::describe() const {
     default:
         break;
     }
-    if (!computed) return "";
-    // The C interface passes no quality figure out.
-    if (quality < 0.0f) return "no warning from the library";
+    if (!computed || quality < 0.0f) return "";
     char text[200];
     std::snprintf(text, sizeof text,
                   "quality figure %.2f (2.00: every frame usable at every pixel, 1.00: only the reference frame)",

@@ -31,7 +31,8 @@ struct Outcome {
     int code = 0;           ///< 0 or a warning code (-2, -3, -4, -6)
     float quality = -1.0f;  ///< the engine's quality figure, when known (>= 0)
 
-    /// The outcome in words, empty when there is nothing to say.
+    /// The outcome in words: a warning, or the quality figure; empty when
+    /// there is neither (the C interface passes no quality figure out).
     std::string describe() const;
 };
 

@@ -70,13 +70,11 @@ ReconstructionSettings settingsFrom(const Arguments& args) {
     return settings;
 }
 
-void report(const Outcome& outcome, const std::string& frameName) {
-    const std::string text = outcome.describe();
-    if (text.empty()) return;
-    if (outcome.code != 0)
-        std::cerr << frameName << ": " << text << '\n';
-    else
-        std::cout << text << '\n';
+// Warnings go to standard error as they come, naming the frame; returns whether there was one.
+bool warn(const Outcome& outcome, const std::string& frameName) {
+    if (outcome.code == 0) return false;
+    std::cerr << frameName << ": " << outcome.describe() << '\n';
+    return true;
 }
 
 int runStills(const Arguments& args, const ReconstructionSettings& settings) {
@@ -107,9 +105,10 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     const auto reconstructor = Reconstructor::create(frames.front().size(), settings);
     ProgressBar progress(static_cast<int>(frames.size()), frames.size() > kProgressThreshold);
     Outcome last;
+    bool warned = false;
     for (size_t i = 0; i < frames.size(); ++i) {
         last = reconstructor->add(frames[i]);
-        if (last.code != 0) report(last, paths[i]);
+        warned |= warn(last, paths[i]);
         progress.advance();
     }
     const cv::Mat_<float> result = reconstructor->result();
@@ -118,7 +117,11 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     const size_t reference = frames.size() - 1 - settings.reference;
     std::cout << "wrote " << output << " (" << result.cols << "x" << result.rows << ", 32-bit float) from "
               << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
-    if (last.code == 0) report(last, paths.back());
+    const std::string meaning = last.describe();
+    if (last.code == 0 && !meaning.empty())
+        std::cout << meaning << '\n';
+    else if (!warned)
+        std::cout << "no warning from the library\n";
     if (!preview.empty()) {
         writeImage(preview, sideBySide({upsample(frames[reference], cv::INTER_CUBIC), result},
                                        {"bicubic", "super-resolved"}));
@@ -144,7 +147,7 @@ int runVideo(const Arguments& args, const ReconstructionSettings& settings) {
         ++count;
         if (!reconstructor) reconstructor = Reconstructor::create(frame.size(), settings);
         const Outcome outcome = reconstructor->add(frame);
-        if (outcome.code != 0) report(outcome, path + " frame " + std::to_string(count));
+        warn(outcome, path + " frame " + std::to_string(count));
         if (outcome.computed) {
             writer.write(reconstructor->result(), count);
             ++written;
