@@ -72,8 +72,8 @@ int Arguments::integer(const std::string& option, int fallback, int min, int max
     if (value.empty() || *end != '\0' || errno == ERANGE)
         throw usage(option + " expects an integer, got '" + value + "'");
     if (number < min || number > max)
-        throw usage(option + " must be between " + std::to_string(min) + " and " + std::to_string(max) +
-                    ", got " + value);
+        throw usage(option + " must be between " + std::to_string(min) + " and " + std::to_string(max) + ", got " +
+                    value);
     return static_cast<int>(number);
 }
 

@@ -109,8 +109,9 @@ Burst BurstSimulator::simulate() const {
     Burst burst;
     for (int k = 0; k < settings_.frames; ++k) {
         const float limit = settings_.maxShift;
-        burst.shifts.push_back(k == settings_.reference ? cv::Point2f()
-                                                        : cv::Point2f(rng.uniform(-limit, limit), rng.uniform(-limit, limit)));
+        burst.shifts.push_back(k == settings_.reference
+                                   ? cv::Point2f()
+                                   : cv::Point2f(rng.uniform(-limit, limit), rng.uniform(-limit, limit)));
     }
     const cv::Size& size = settings_.frameSize;
     for (int i = 0; i < settings_.badPixels; ++i)
@@ -119,13 +120,15 @@ Burst BurstSimulator::simulate() const {
     for (const cv::Point2f& shift : burst.shifts) {
         // Sampling the rendering at even pixels reads the scene at (2i + 0.5, 2j + 0.5).
         cv::Mat_<float> scene = render(shift - cv::Point2f(0.25f, 0.25f));
-        if (settings_.blur > 0.0f) cv::GaussianBlur(scene, scene, cv::Size(), settings_.blur, settings_.blur, cv::BORDER_REFLECT);
+        if (settings_.blur > 0.0f)
+            cv::GaussianBlur(scene, scene, cv::Size(), settings_.blur, settings_.blur, cv::BORDER_REFLECT);
         cv::Mat_<float> frame(size);
         for (int row = 0; row < size.height; ++row)
             for (int col = 0; col < size.width; ++col)
                 frame(row, col) = scene(2 * row, 2 * col) + static_cast<float>(rng.gaussian(settings_.noise));
         // A defective pixel reads far above any scene temperature.
-        for (const cv::Point& pixel : burst.badPixels) frame(pixel) = 6000.0f;
+        for (const cv::Point& pixel : burst.badPixels)
+            frame(pixel) = 6000.0f;
         burst.frames.push_back(frame);
     }
     burst.truth = render(cv::Point2f());

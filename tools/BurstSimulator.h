@@ -20,12 +20,12 @@ std::string sceneName(Scene scene);
 struct BurstSettings {
     cv::Size frameSize{160, 120};  ///< low-resolution frame size
     int frames = 5;
-    int reference = 1;             ///< the frame whose geometry the ground truth has (shift 0)
+    int reference = 1;  ///< the frame whose geometry the ground truth has (shift 0)
     Scene scene = Scene::Building;
-    float noise = 0.05f;           ///< standard deviation of the sensor noise, kelvin
-    float blur = 0.683f;           ///< sigma of the sensor blur, high-resolution pixels (the library's default)
-    float maxShift = 1.5f;         ///< largest hand-shake shift per axis, low-resolution pixels
-    int badPixels = 0;             ///< defective sensor pixels, at the same place in every frame
+    float noise = 0.05f;    ///< standard deviation of the sensor noise, kelvin
+    float blur = 0.683f;    ///< sigma of the sensor blur, high-resolution pixels (the library's default)
+    float maxShift = 1.5f;  ///< largest hand-shake shift per axis, low-resolution pixels
+    int badPixels = 0;      ///< defective sensor pixels, at the same place in every frame
     uint64_t seed = 1;
 };
 
@@ -34,7 +34,7 @@ struct Burst {
     /// Per frame: the scene's position in the frame minus its position in the
     /// reference frame, in low-resolution pixels.
     std::vector<cv::Point2f> shifts;
-    cv::Mat_<float> truth;         ///< the unblurred scene at twice the frame size, reference geometry
+    cv::Mat_<float> truth;  ///< the unblurred scene at twice the frame size, reference geometry
     std::vector<cv::Point> badPixels;
 };
 

@@ -57,11 +57,13 @@ int demoCommand(const std::vector<std::string>& argv) {
         std::cout << kHelp;
         return 0;
     }
-    if (!args.positionals().empty()) throw ToolError(ExitCode::Usage, "unexpected argument '" + args.positionals()[0] + "'");
+    if (!args.positionals().empty())
+        throw ToolError(ExitCode::Usage, "unexpected argument '" + args.positionals()[0] + "'");
     const std::string folder = args.text("-o", defaultFolder());
     std::error_code error;
     fs::create_directories(folder, error);
-    if (!fs::is_directory(folder)) throw ToolError(ExitCode::UnwritableOutput, cannotWrite(folder, "cannot create the folder"));
+    if (!fs::is_directory(folder))
+        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(folder, "cannot create the folder"));
 
     BurstSettings burstSettings;  // the C interface's window: 5 frames, reference slot 1
     const Burst burst = BurstSimulator(burstSettings).simulate();
@@ -69,7 +71,8 @@ int demoCommand(const std::vector<std::string>& argv) {
     settings.verbose = args.has("--verbose");
     const auto reconstructor = Reconstructor::create(burstSettings.frameSize, settings);
     Outcome outcome;
-    for (const cv::Mat_<float>& frame : burst.frames) outcome = reconstructor->add(frame);
+    for (const cv::Mat_<float>& frame : burst.frames)
+        outcome = reconstructor->add(frame);
     const cv::Mat_<float> result = reconstructor->result();
     const cv::Mat_<float> bicubic = upsample(burst.frames[burstSettings.reference], cv::INTER_CUBIC);
 
@@ -86,7 +89,8 @@ int demoCommand(const std::vector<std::string>& argv) {
     writeImage(path("truth.tif"), burst.truth);
     writeImage(path("bicubic.tif"), bicubic);
     writeImage(path("result.tif"), result);
-    writeImage(path("preview.png"), sideBySide({burst.truth, bicubic, result}, {"ground truth", "bicubic", "super-resolved"}));
+    writeImage(path("preview.png"),
+               sideBySide({burst.truth, bicubic, result}, {"ground truth", "bicubic", "super-resolved"}));
     std::printf("wrote truth.tif, bicubic.tif, result.tif and preview.png to %s\n", folder.c_str());
     std::fflush(stdout);
     return 0;

@@ -69,8 +69,8 @@ cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
     const cv::Mat image = cv::imread(path, cv::IMREAD_UNCHANGED);
     if (image.empty()) throw unreadable(path, "the image data is damaged or of an unsupported kind");
     if (image.channels() != 1)
-        throw unreadable(path, "unsupported format: " + std::to_string(image.channels()) +
-                                   " channels, a thermal frame has one");
+        throw unreadable(
+            path, "unsupported format: " + std::to_string(image.channels()) + " channels, a thermal frame has one");
     cv::Mat_<float> frame;
     image.convertTo(frame, CV_32F);
     return frame;

@@ -23,11 +23,13 @@ void requireWritable(const std::string& path) {
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     std::error_code error;
     if (!fs::is_directory(folder, error))
-        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "folder '" + folder.string() + "' does not exist"));
+        throw ToolError(ExitCode::UnwritableOutput,
+                        cannotWrite(path, "folder '" + folder.string() + "' does not exist"));
     if (fs::is_directory(target, error))
         throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "it is a folder"));
     if (access(folder.c_str(), W_OK) != 0)
-        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "folder '" + folder.string() + "' is not writable"));
+        throw ToolError(ExitCode::UnwritableOutput,
+                        cannotWrite(path, "folder '" + folder.string() + "' is not writable"));
 }
 
 PendingFile::PendingFile(const std::string& path) : path_(path) {
@@ -36,7 +38,8 @@ PendingFile::PendingFile(const std::string& path) : path_(path) {
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     // The pid keeps two runs writing the same output from sharing a temporary.
     temporary_ = (folder / ("." + target.filename().string() + "." + std::to_string(getpid()) + ".part" +
-                            target.extension().string())).string();
+                            target.extension().string()))
+                     .string();
 }
 
 PendingFile::~PendingFile() {

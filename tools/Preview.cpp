@@ -12,8 +12,8 @@ namespace {
 
 // Control points of the palette, BGR, evenly spaced from low to high; their
 // luminance rises from one to the next, so warmer always reads brighter.
-const cv::Vec3f kPalette[] = {{0, 0, 0}, {120, 0, 60}, {150, 0, 180}, {0, 60, 230}, {0, 150, 255}, {60, 230, 255},
-                              {255, 255, 255}};
+const cv::Vec3f kPalette[] = {{0, 0, 0},     {120, 0, 60},   {150, 0, 180},  {0, 60, 230},
+                              {0, 150, 255}, {60, 230, 255}, {255, 255, 255}};
 constexpr int kPaletteSize = sizeof kPalette / sizeof kPalette[0];
 
 cv::Vec3b paletteColour(float t) {
@@ -38,9 +38,7 @@ float percentile(const cv::Mat_<float>& image, double fraction) {
 
 }  // namespace
 
-cv::Vec2f displayRange(const cv::Mat_<float>& image) {
-    return {percentile(image, 0.005), percentile(image, 0.995)};
-}
+cv::Vec2f displayRange(const cv::Mat_<float>& image) { return {percentile(image, 0.005), percentile(image, 0.995)}; }
 
 cv::Mat colourize(const cv::Mat_<float>& image, float low, float high) {
     const float scale = high > low ? 1.0f / (high - low) : 0.0f;

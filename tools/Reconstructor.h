@@ -12,13 +12,13 @@ namespace tools {
 /// How a burst is reconstructed. Zero for tvWeight, iterations and psfSigma
 /// keeps the library's default.
 struct ReconstructionSettings {
-    std::string camera;   ///< camera and lens description, e.g. "k425 FOV 25"
-    int reference = 3;    ///< reference frame, counted back from the newest
+    std::string camera;  ///< camera and lens description, e.g. "k425 FOV 25"
+    int reference = 3;   ///< reference frame, counted back from the newest
     int window = 5;
     float tvWeight = 0.0f;
     int iterations = 0;
     float psfSigma = 0.0f;
-    bool verbose = false; ///< let the library's timing lines through
+    bool verbose = false;  ///< let the library's timing lines through
 
     /// True when only the C++ engine can honour the settings; the C interface
     /// has a fixed window of 5 and no setters for these parameters.

@@ -83,8 +83,8 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     const std::string output = args.required("-o");
     if (!isTiff(output)) throw usage("-o must name a .tif file (32-bit float); use --preview for a PNG");
     if (static_cast<int>(paths.size()) < settings.window)
-        throw ToolError(ExitCode::UnusableBurst, std::to_string(settings.window) + " frames needed, got " +
-                                                     std::to_string(paths.size()));
+        throw ToolError(ExitCode::UnusableBurst,
+                        std::to_string(settings.window) + " frames needed, got " + std::to_string(paths.size()));
     // Fail on an unwritable output before the work, not after it.
     requireWritable(output);
     const std::string preview = args.text("--preview", "");
@@ -95,10 +95,10 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
         frames.push_back(readFrame(path, rawSize));
         if (frames.back().size() != frames.front().size()) {
             const cv::Size a = frames.front().size(), b = frames.back().size();
-            throw ToolError(ExitCode::UnusableBurst,
-                            "'" + path + "' is " + std::to_string(b.width) + "x" + std::to_string(b.height) +
-                                ", but '" + paths.front() + "' is " + std::to_string(a.width) + "x" +
-                                std::to_string(a.height) + ": all frames must have one size");
+            throw ToolError(ExitCode::UnusableBurst, "'" + path + "' is " + std::to_string(b.width) + "x" +
+                                                         std::to_string(b.height) + ", but '" + paths.front() +
+                                                         "' is " + std::to_string(a.width) + "x" +
+                                                         std::to_string(a.height) + ": all frames must have one size");
         }
     }
 
@@ -123,8 +123,8 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     else if (!warned)
         std::cout << "no warning from the library\n";
     if (!preview.empty()) {
-        writeImage(preview, sideBySide({upsample(frames[reference], cv::INTER_CUBIC), result},
-                                       {"bicubic", "super-resolved"}));
+        writeImage(preview,
+                   sideBySide({upsample(frames[reference], cv::INTER_CUBIC), result}, {"bicubic", "super-resolved"}));
         std::cout << "wrote " << preview << '\n';
     }
     return 0;
@@ -158,8 +158,8 @@ int runVideo(const Arguments& args, const ReconstructionSettings& settings) {
         throw ToolError(ExitCode::UnusableBurst, "'" + path + "' has " + std::to_string(count) + " frames; " +
                                                      std::to_string(settings.window) + " needed");
     writer.close();
-    std::cout << "wrote " << written << " results to " << output << " (frames " << settings.window << " to "
-              << count << ")\n";
+    std::cout << "wrote " << written << " results to " << output << " (frames " << settings.window << " to " << count
+              << ")\n";
     return 0;
 }
 

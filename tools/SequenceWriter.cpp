@@ -38,10 +38,12 @@ void SequenceWriter::write(const cv::Mat_<float>& result, int frameNumber) {
     if (!writer_.isOpened()) {
         range_ = displayRange(result);
         const bool mp4 = fs::path(path_).extension() == ".mp4";
-        const int fourcc = mp4 ? cv::VideoWriter::fourcc('m', 'p', '4', 'v') : cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
+        const int fourcc =
+            mp4 ? cv::VideoWriter::fourcc('m', 'p', '4', 'v') : cv::VideoWriter::fourcc('M', 'J', 'P', 'G');
         try {
             writer_.open(video_->temporary(), fourcc, fps_, result.size(), true);
         } catch (const cv::Exception&) {
+            // reported below, as for a writer that did not open
         }
         if (!writer_.isOpened())
             throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path_, "no video encoder for this format"));

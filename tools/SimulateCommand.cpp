@@ -77,7 +77,8 @@ int simulateCommand(const std::vector<std::string>& argv) {
         std::cout << kHelp;
         return 0;
     }
-    if (!args.positionals().empty()) throw ToolError(ExitCode::Usage, "unexpected argument '" + args.positionals()[0] + "'");
+    if (!args.positionals().empty())
+        throw ToolError(ExitCode::Usage, "unexpected argument '" + args.positionals()[0] + "'");
     const std::string folder = args.required("-o");
     BurstSettings settings;
     if (args.has("--size")) settings.frameSize = args.size("--size");
@@ -94,7 +95,8 @@ int simulateCommand(const std::vector<std::string>& argv) {
 
     std::error_code error;
     fs::create_directories(folder, error);
-    if (!fs::is_directory(folder)) throw ToolError(ExitCode::UnwritableOutput, cannotWrite(folder, "cannot create the folder"));
+    if (!fs::is_directory(folder))
+        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(folder, "cannot create the folder"));
 
     const Burst burst = BurstSimulator(settings).simulate();
     for (size_t i = 0; i < burst.frames.size(); ++i) {

@@ -10,10 +10,10 @@ namespace tools {
 /// Exit codes of vsr, listed in `vsr --help` and the README.
 enum class ExitCode : int {
     Success = 0,
-    Internal = 1,       ///< unexpected failure inside the tool
-    Usage = 2,          ///< unknown command or option, missing or malformed value
-    UnreadableInput = 3,///< missing or unreadable file, unsupported format, raw size mismatch
-    UnusableBurst = 4,  ///< frames of different sizes, too few frames
+    Internal = 1,         ///< unexpected failure inside the tool
+    Usage = 2,            ///< unknown command or option, missing or malformed value
+    UnreadableInput = 3,  ///< missing or unreadable file, unsupported format, raw size mismatch
+    UnusableBurst = 4,    ///< frames of different sizes, too few frames
     UnwritableOutput = 5,
     Reconstruction = 6  ///< the library could not compute a result
 };

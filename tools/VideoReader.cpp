@@ -15,11 +15,12 @@ VideoReader::VideoReader(const std::string& path) {
     try {
         capture_.open(path);
     } catch (const cv::Exception&) {
-        capture_.release();
+        capture_.release();  // reported below, as for a file that did not open
     }
     // Some backends open any file; only a decoded frame proves it is a video.
     if (!capture_.isOpened() || !capture_.read(first_) || first_.empty())
-        throw ToolError(ExitCode::UnreadableInput, "cannot read '" + path + "': unsupported format (not a video that OpenCV can decode)");
+        throw ToolError(ExitCode::UnreadableInput,
+                        "cannot read '" + path + "': unsupported format (not a video that OpenCV can decode)");
 }
 
 bool VideoReader::next(cv::Mat_<float>& frame) {

@@ -56,7 +56,8 @@ int main(int argc, char** argv) {
         if (command == "demo") return demoCommand(rest);
         throw ToolError(ExitCode::Usage, command.empty() ? "no command given" : "unknown command '" + command + "'");
     } catch (const ToolError& error) {
-        const std::string name = command == "run" || command == "simulate" || command == "demo" ? "vsr " + command : "vsr";
+        const std::string name =
+            command == "run" || command == "simulate" || command == "demo" ? "vsr " + command : "vsr";
         std::cerr << name << ": " << error.what();
         if (error.code() == ExitCode::Usage) std::cerr << " (see '" << name << " --help')";
         std::cerr << '\n';

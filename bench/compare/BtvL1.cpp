@@ -45,7 +45,8 @@ std::vector<cv::Mat_<float>> BtvL1::reconstruct(const std::vector<cv::Mat_<float
     }
     const double scale = high > low ? 255.0 / (high - low) : 1.0;
     std::vector<cv::Mat> scaled(burst.size());
-    for (size_t i = 0; i < burst.size(); ++i) burst[i].convertTo(scaled[i], CV_32F, scale, -low * scale);
+    for (size_t i = 0; i < burst.size(); ++i)
+        burst[i].convertTo(scaled[i], CV_32F, scale, -low * scale);
 
     const cv::Ptr<cv::superres::SuperResolution> method = cv::superres::createSuperResolution_BTVL1();
     method->setScale(2);

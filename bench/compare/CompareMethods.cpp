@@ -44,7 +44,8 @@ double elapsedMs(const vorel::StopWatch& watch) { return 1000.0 * watch.stop(); 
 template <class Work>
 double bestOf(int runs, Work work) {
     double best = work();
-    for (int i = 1; i < runs; ++i) best = std::min(best, work());
+    for (int i = 1; i < runs; ++i)
+        best = std::min(best, work());
     return best;
 }
 
@@ -68,7 +69,8 @@ std::vector<Row> compare(const BurstSettings& settings) {
     add("library", [&] {
         return bestOf(3, [&] {
             const auto reconstructor = Reconstructor::create(settings.frameSize, library);
-            for (int i = 0; i + 1 < kFrames; ++i) reconstructor->add(burst.frames[i]);
+            for (int i = 0; i + 1 < kFrames; ++i)
+                reconstructor->add(burst.frames[i]);
             vorel::StopWatch watch;
             reconstructor->add(burst.frames[kFrames - 1]);
             const double ms = elapsedMs(watch);
@@ -103,19 +105,21 @@ int main() {
     cv::setNumThreads(1);
 #ifdef VSR_HAVE_SUPERRES
     const std::string peer = "BTV-L1";
-    std::printf("Peer: OpenCV cv::superres Bilateral-TV-L1, %d iterations, temporal radius %d, scale 2, 8-bit output.\n",
-                kBtvIterations, kFrames / 2);
+    std::printf(
+        "Peer: OpenCV cv::superres Bilateral-TV-L1, %d iterations, temporal radius %d, scale 2, 8-bit output.\n",
+        kBtvIterations, kFrames / 2);
 #else
     const std::string peer = "bicubic";
     std::printf("OpenCV's superres module was not found at build time: no BTV-L1 row; ratios are against bicubic.\n");
 #endif
-    std::printf("Bursts of %d frames; every method reconstructs frame %d (the library's reference, index 3 counted\n"
-                "back from the newest): bicubic and lanczos4 enlarge it, BTV-L1 returns its result for it.\n"
-                "Scores against the unblurred scene in that frame's geometry, each result aligned by its best\n"
-                "global shift (+-3 output pixels, half-pixel steps), a border of %d output pixels left out.\n"
-                "One thread for every method.\n"
-                "ms/frame: library = one more frame into a full window; BTV-L1 = its pass over the burst / %d.\n\n",
-                kFrames, kReference + 1, kScoreBorder, kFrames);
+    std::printf(
+        "Bursts of %d frames; every method reconstructs frame %d (the library's reference, index 3 counted\n"
+        "back from the newest): bicubic and lanczos4 enlarge it, BTV-L1 returns its result for it.\n"
+        "Scores against the unblurred scene in that frame's geometry, each result aligned by its best\n"
+        "global shift (+-3 output pixels, half-pixel steps), a border of %d output pixels left out.\n"
+        "One thread for every method.\n"
+        "ms/frame: library = one more frame into a full window; BTV-L1 = its pass over the burst / %d.\n\n",
+        kFrames, kReference + 1, kScoreBorder, kFrames);
     std::printf("%-9s %-9s %-8s %6s %6s %9s %7s %9s   vs %s: %s\n", "method", "scene", "size", "noise", "blur",
                 "PSNR[dB]", "SSIM", "ms/frame", peer.c_str(), "dPSNR  SSIM-ratio  time-ratio");
 
@@ -143,7 +147,8 @@ int main() {
         const std::vector<Row> rows = compare(settings);
         const auto peerRow = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.method == peer; });
         const bool complete = std::all_of(rows.begin(), rows.end(), [](const Row& row) { return row.failure.empty(); });
-        const std::string size = std::to_string(settings.frameSize.width) + "x" + std::to_string(settings.frameSize.height);
+        const std::string size =
+            std::to_string(settings.frameSize.width) + "x" + std::to_string(settings.frameSize.height);
         for (const Row& row : rows) {
             std::printf("%-9s %-9s %-8s %6.2f %6.3f ", row.method.c_str(), sceneName(settings.scene).c_str(),
                         size.c_str(), settings.noise, settings.blur);
@@ -168,8 +173,10 @@ int main() {
         std::fflush(stdout);
     }
 
-    std::printf("Over the %zu bursts that every method reconstructed: mean PSNR, mean SSIM, geometric mean of the\n"
-                "time ratio\n", psnrs.empty() ? size_t(0) : psnrs.begin()->second.size());
+    std::printf(
+        "Over the %zu bursts that every method reconstructed: mean PSNR, mean SSIM, geometric mean of the\n"
+        "time ratio\n",
+        psnrs.empty() ? size_t(0) : psnrs.begin()->second.size());
     for (const auto& [method, values] : psnrs) {
         double psnr = 0.0, ssim = 0.0, logRatio = 0.0;
         for (size_t i = 0; i < values.size(); ++i) {

@@ -81,7 +81,8 @@ TEST(ImageFiles, RawFilesAreLittleEndianFloat32OrInt16ByLength) {
     writeBytes(folder / "i.raw", {0x01, 0x00, 0xFF, 0xFF, 0x00, 0x01, 0xFF, 0x7F, 0x00, 0x80, 0x00, 0x00});
     const cv::Mat_<float> counts = readFrame(folder / "i.raw", {2, 3});
     const float expected[] = {1, -1, 256, 32767, -32768, 0};
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(counts(i / 2, i % 2), expected[i]) << i;
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(counts(i / 2, i % 2), expected[i]) << i;
 }
 
 TEST(ImageFiles, ReportsUnreadableInputInOneLine) {
@@ -98,12 +99,16 @@ TEST(ImageFiles, ReportsUnreadableInputInOneLine) {
     const Case cases[] = {
         {folder / "missing.png", {}, "cannot read '" + (folder / "missing.png") + "': no such file"},
         {folder / "sub", {}, "cannot read '" + (folder / "sub") + "': it is a folder"},
-        {folder / "short.raw", {2, 2},
-         "cannot read '" + (folder / "short.raw") + "': it has 10 bytes, but --size 2x2 needs 16 (float32) or 8 (int16)"},
-        {folder / "notes.png", {},
+        {folder / "short.raw",
+         {2, 2},
+         "cannot read '" + (folder / "short.raw") +
+             "': it has 10 bytes, but --size 2x2 needs 16 (float32) or 8 (int16)"},
+        {folder / "notes.png",
+         {},
          "cannot read '" + (folder / "notes.png") +
              "': unsupported format (PNG and TIFF images, raw files with --size, videos with --video)"},
-        {folder / "colour.png", {},
+        {folder / "colour.png",
+         {},
          "cannot read '" + (folder / "colour.png") + "': unsupported format: 3 channels, a thermal frame has one"},
     };
     for (const Case& c : cases) {
@@ -116,13 +121,15 @@ TEST(ImageFiles, ReportsUnreadableInputInOneLine) {
 
 TEST(ImageFiles, FailedWriteLeavesNoFileBehind) {
     TempFolder folder;
-    const ToolError missingFolder = failureOf([&] { writeImage(folder / "no/such/out.tif", cv::Mat_<float>(2, 2, 1.0f)); });
+    const ToolError missingFolder =
+        failureOf([&] { writeImage(folder / "no/such/out.tif", cv::Mat_<float>(2, 2, 1.0f)); });
     EXPECT_EQ(missingFolder.code(), ExitCode::UnwritableOutput);
-    EXPECT_EQ(std::string(missingFolder.what()),
-              "cannot write '" + (folder / "no/such/out.tif") + "': folder '" + (folder / "no/such") + "' does not exist");
+    EXPECT_EQ(std::string(missingFolder.what()), "cannot write '" + (folder / "no/such/out.tif") + "': folder '" +
+                                                     (folder / "no/such") + "' does not exist");
 
     // PNG has no two-channel kind: the encoder refuses.
-    const ToolError encoder = failureOf([&] { writeImage(folder / "out.png", cv::Mat(2, 2, CV_8UC2, cv::Scalar::all(1))); });
+    const ToolError encoder =
+        failureOf([&] { writeImage(folder / "out.png", cv::Mat(2, 2, CV_8UC2, cv::Scalar::all(1))); });
     EXPECT_EQ(encoder.code(), ExitCode::UnwritableOutput);
     EXPECT_TRUE(fs::is_empty(folder.path()));
 

@@ -13,7 +13,8 @@ cv::Mat_<float> texture(cv::Size size) {
     cv::Mat_<float> image(size);
     for (int row = 0; row < size.height; ++row)
         for (int col = 0; col < size.width; ++col)
-            image(row, col) = 20.0f + 5.0f * std::sin(col * 0.7f) * std::cos(row * 0.4f) + 0.05f * ((row * 31 + col * 17) % 13);
+            image(row, col) =
+                20.0f + 5.0f * std::sin(col * 0.7f) * std::cos(row * 0.4f) + 0.05f * ((row * 31 + col * 17) % 13);
     return image;
 }
 
@@ -58,7 +59,9 @@ TEST(QualityMetrics, CompareAlignedFindsTheShiftOfAMovedImage) {
 }
 
 TEST(QualityMetrics, CompareAlignedFindsHalfPixelShifts) {
-    const auto smooth = [](float x, float y) { return 20.0f + 4.0f * std::sin(0.3f * x) + 3.0f * std::cos(0.23f * y + 0.1f * x); };
+    const auto smooth = [](float x, float y) {
+        return 20.0f + 4.0f * std::sin(0.3f * x) + 3.0f * std::cos(0.23f * y + 0.1f * x);
+    };
     cv::Mat_<float> truth(60, 80), image(60, 80);
     for (int row = 0; row < 60; ++row)
         for (int col = 0; col < 80; ++col) {

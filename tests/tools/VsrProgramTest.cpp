@@ -31,7 +31,8 @@ struct ProgramRun {
 
 std::string quoted(const std::string& text) {
     std::string result = "'";
-    for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    for (char c : text)
+        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return result + "'";
 }
 
@@ -45,7 +46,8 @@ std::string slurp(const std::string& path) {
 ProgramRun vsr(const std::vector<std::string>& args) {
     const TempFolder capture;
     std::string command = quoted(VSR_PROGRAM);
-    for (const std::string& arg : args) command += " " + quoted(arg);
+    for (const std::string& arg : args)
+        command += " " + quoted(arg);
     command += " >" + quoted(capture / "out") + " 2>" + quoted(capture / "err") + " </dev/null";
     const int status = std::system(command.c_str());
     ProgramRun run;
@@ -65,7 +67,8 @@ void writeFrames(const TempFolder& folder, const std::vector<cv::Size>& sizes) {
 
 std::vector<std::string> framePaths(const TempFolder& folder, int count) {
     std::vector<std::string> paths;
-    for (int i = 0; i < count; ++i) paths.push_back(folder / ("f" + std::to_string(i) + ".tif"));
+    for (int i = 0; i < count; ++i)
+        paths.push_back(folder / ("f" + std::to_string(i) + ".tif"));
     return paths;
 }
 
@@ -138,23 +141,36 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
     withNotes[1] = folder / "notes.tif";
     const Case cases[] = {
         {withMissing, {}, 3, "vsr run: cannot read '" + (folder / "missing.tif") + "': no such file\n"},
-        {withNotes, {}, 3,
+        {withNotes,
+         {},
+         3,
          "vsr run: cannot read '" + (folder / "notes.tif") +
              "': unsupported format (PNG and TIFF images, raw files with --size, videos with --video)\n"},
-        {withOdd, {}, 4,
+        {withOdd,
+         {},
+         4,
          "vsr run: '" + (folder / "odd.tif") + "' is 32x20, but '" + five[0] +
              "' is 32x24: all frames must have one size\n"},
         {{five[0], five[1], five[2]}, {}, 4, "vsr run: 5 frames needed, got 3\n"},
-        {{five[0], five[1], five[2], five[3], five[4], five[0]}, {"--window", "7"}, 4,
+        {{five[0], five[1], five[2], five[3], five[4], five[0]},
+         {"--window", "7"},
+         4,
          "vsr run: 7 frames needed, got 6\n"},
         {{folder / "good.raw", folder / "good.raw", folder / "short.raw", folder / "good.raw", folder / "good.raw"},
-         {"--size", "4x4"}, 3,
-         "vsr run: cannot read '" + (folder / "short.raw") + "': it has 5 bytes, but --size 4x4 needs 64 (float32) or 32 (int16)\n"},
-        {five, {"-o", folder / "no/such/out.tif"}, 5,
+         {"--size", "4x4"},
+         3,
+         "vsr run: cannot read '" + (folder / "short.raw") +
+             "': it has 5 bytes, but --size 4x4 needs 64 (float32) or 32 (int16)\n"},
+        {five,
+         {"-o", folder / "no/such/out.tif"},
+         5,
          "vsr run: cannot write '" + (folder / "no/such/out.tif") + "': folder '" + (folder / "no/such") +
              "' does not exist\n"},
-        {{folder / "notes.tif"}, {"--video"}, 3,
-         "vsr run: cannot read '" + (folder / "notes.tif") + "': unsupported format (not a video that OpenCV can decode)\n"},
+        {{folder / "notes.tif"},
+         {"--video"},
+         3,
+         "vsr run: cannot read '" + (folder / "notes.tif") +
+             "': unsupported format (not a video that OpenCV can decode)\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.message);
@@ -182,14 +198,16 @@ TEST(VsrProgram, SimulateThenRunBeatsBicubicAgainstTheWrittenTruth) {
     EXPECT_EQ(simulate.out, "wrote 5 frames of 96x72, truth.tif and shifts.csv to " + (folder / "burst") +
                                 "\nreference frame: frame_01.tif\n");
     std::vector<std::string> args{"run"};
-    for (int i = 0; i < 5; ++i) args.push_back(folder / ("burst/frame_0" + std::to_string(i) + ".tif"));
+    for (int i = 0; i < 5; ++i)
+        args.push_back(folder / ("burst/frame_0" + std::to_string(i) + ".tif"));
     args.insert(args.end(), {"-o", folder / "result.tif", "--preview", folder / "preview.png"});
     const ProgramRun run = vsr(args);
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(run.out.rfind("wrote " + (folder / "result.tif") + " (192x144, 32-bit float) from 5 frames; reference frame: " +
-                                (folder / "burst/frame_01.tif") + "\n",
-                            0),
-              0u)
+    EXPECT_EQ(
+        run.out.rfind("wrote " + (folder / "result.tif") + " (192x144, 32-bit float) from 5 frames; reference frame: " +
+                          (folder / "burst/frame_01.tif") + "\n",
+                      0),
+        0u)
         << run.out;
     EXPECT_NE(run.out.find("\nno warning from the library\n"), std::string::npos) << run.out;
     EXPECT_EQ(run.out.find("SrFloat"), std::string::npos) << "library timing lines leaked";
@@ -209,8 +227,10 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     TempFolder folder;
     ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7"}).exitCode, 0);
     std::vector<std::string> args{"run"};
-    for (int i = 0; i < 7; ++i) args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
-    args.insert(args.end(), {"-o", folder / "result.tif", "--window", "7", "--psf-sigma", "0.683", "--iterations", "10"});
+    for (int i = 0; i < 7; ++i)
+        args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
+    args.insert(args.end(),
+                {"-o", folder / "result.tif", "--window", "7", "--psf-sigma", "0.683", "--iterations", "10"});
     const ProgramRun run = vsr(args);
     ASSERT_EQ(run.exitCode, 0) << run.err;
     // The frames overlap almost everywhere: close to the top figure of 2.
@@ -259,7 +279,8 @@ TEST(VsrProgram, ShiftsFileHoldsTheTrueShifts) {
 
 TEST(VsrProgram, VideoModeWritesOneResultPerFrameFromTheFifth) {
     TempFolder folder;
-    const ProgramRun simulate = vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7", "--noise", "0"});
+    const ProgramRun simulate =
+        vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7", "--noise", "0"});
     ASSERT_EQ(simulate.exitCode, 0) << simulate.err;
     cv::VideoWriter video(folder / "burst.avi", cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10.0, {64, 48}, false);
     ASSERT_TRUE(video.isOpened());
