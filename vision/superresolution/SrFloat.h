@@ -19,7 +19,8 @@ namespace vision {
 /// Feed frames with addFrame(); computeSR() registers the window against the
 /// reference frame, reconstructs an image of factor times the width and height
 /// and returns the srfactor (about 1 to 2 for factor 2), or -998 (registration
-/// failed), -6 (large displacement) or -3 (too many masked pixels). Setters
+/// failed or the window is empty; nothing written), -6 (large displacement) or
+/// -3 (too many masked pixels; both with the result written). Setters
 /// throw a plain C string (const char*) on an invalid value.
 template <class Registration>
 class VRLIB_API SrFloat {
@@ -74,7 +75,10 @@ public:
     Registration& getRegistration() { return registration; }
 
 private:
+    friend class SrFloatInspector;  // test access to the window and the srfactor
+
     int loadFrame(const float* frame);
+    float srFactor_(int n, int maxCount) const;
 
     int width;
     int height;

@@ -33,11 +33,15 @@
  * Every failing call, and the -4 warning, stores a text that
  * SuperResolution_getErrorMessage returns; successful calls leave it as it is.
  *
+ * VISION_SUPERRESOLUTION_VERSION_MAJOR/MINOR/PATCH, _NUMBER and _STRING give the
+ * version of these headers; the major number is the shared library's SONAME.
+ *
  * Threads: the context table and the error text are process-wide and not
  * synchronised; call the interface from one thread at a time.
  */
 
 #include "vorel/Export.h"
+#include "vision/superresolution/api/vision_superresolution_version.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -63,7 +67,8 @@ VRLIB_API int SuperResolution_setCameraAndLensType(int context, const char* desc
 
 /* Adds a frame of width x height floats (copied; the caller keeps ownership).
    From the fifth frame on, recomputes the super-resolved image. Returns 0, -2,
-   -3, -4 or -999 (see the result codes). */
+   -3, -4 or -999 (see the result codes). A window that cannot be registered
+   still returns 0 and leaves the previous image in place. */
 VRLIB_API int SuperResolution_addImage(int context, const float* frame);
 
 /* Writes the output size (2*width, 2*height). Returns 0, -5 before the fifth

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Proprietary
+#include "vision/superresolution/api/vision_superresolution.h"
+
+#include "tests/support/SyntheticBurst.h"
+
+#include <benchmark/benchmark.h>
+
+#include <iostream>
+#include <streambuf>
+#include <vector>
+
+namespace {
+
+// Swallows the library's timing lines for the life of the object.
+class QuietCout {
+public:
+    QuietCout() : previous(std::cout.rdbuf(&sink)) {}
+    ~QuietCout() { std::cout.rdbuf(previous); }
+
+private:
+    struct NullBuffer : std::streambuf {
+        int overflow(int c) override { return traits_type::not_eof(c); }
+    } sink;
+    std::streambuf* previous;
+};
+
+// Steady state: the window is full, so every added frame is a reconstruction.
+void BM_SuperResolutionApiAddImage(benchmark::State& state) {
+    const int width = static_cast<int>(state.range(0));
+    const int height = static_cast<int>(state.range(1));
+    // A fixed seed and a cycle of sub-pixel moves: the work, not the scene, is measured.
+    vorel::test::SyntheticBurst scene(width, height, 4, 0.6f, 1);
+    const cv::Point2f shifts[] = {{0.0f, 0.0f},  {0.5f, 0.25f},  {-0.25f, 0.5f},
+                                  {0.75f, -0.5f}, {0.25f, 0.75f}, {-0.5f, -0.25f}};
+    std::vector<cv::Mat_<float>> frames;
+    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, 0.05f));
+
+    QuietCout quiet;
+    const int context = SuperResolution_init(width, height);
+    for (int i = 0; i < 5; ++i) SuperResolution_addImage(context, frames[i][0]);
+    std::size_t next = 5;
+    int code = 0;
+    for (auto _ : state) {
+        code |= SuperResolution_addImage(context, frames[next % frames.size()][0]);
+        benchmark::DoNotOptimize(code);
+        ++next;
+    }
+    cv::Mat_<float> result(2 * height, 2 * width);
+    const int fetched = SuperResolution_getSuperresolutionImage(context, result[0]);
+    SuperResolution_release(context);
+    if (code != 0 || fetched != 0 || !cv::checkRange(result, true, nullptr, 15.0, 45.0)) {
+        state.SkipWithError("the reconstruction failed");
+    }
+    state.SetItemsProcessed(state.iterations());  // frames
+}
+BENCHMARK(BM_SuperResolutionApiAddImage)
+    ->Args({160, 120})
+    ->Args({320, 240})
+    ->Args({640, 480})
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace

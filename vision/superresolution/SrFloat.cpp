@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: Proprietary
+#include "vision/superresolution/SrFloat.h"
+
+#include "vorel/StopWatch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+
+namespace vorel {
+namespace vision {
+
+namespace {
+
+// The srfactor's sample cap: fixed once per process by the first engine that
+// reconstructs, whatever its registration; later factors do not change it.
+int maxCountOnce(float factor) {
+    static const int maxCount = static_cast<int>(factor * factor + 1.0);
+    return maxCount;
+}
+
+}  // namespace
+
+template <class Registration>
+SrFloat<Registration>::SrFloat(int width, int height, int numFrames, float factor)
+    : width(width),
+      height(height),
+      inputSize(width * height),
+      outputWidth(static_cast<int>(static_cast<float>(width) * factor)),
+      outputHeight(static_cast<int>(static_cast<float>(height) * factor)),
+      outputSize(outputWidth * outputHeight),
+      spectrumSize((width / 2 + 1) * height),
+      numFrames(numFrames),
+      factor(factor),
+      registration(width, height, numFrames),
+      minimization(width, height, numFrames, factor),
+      badPixelHandling(static_cast<unsigned int>(numFrames)),
+      frameCount(0) {
+    // The frame count is rejected with the reference-index text on purpose. Checked
+    // before the raw blocks exist, so that the throw leaks nothing.
+    if (numFrames < 1) throw "Invalid reference index specified.";
+    frames = new float*[numFrames];
+    shiftedFrames = new float*[numFrames];
+    masks = new char*[numFrames];
+    for (int i = 0; i < numFrames; ++i) {
+        frames[i] = new float[inputSize];
+        shiftedFrames[i] = new float[inputSize];
+        masks[i] = new char[inputSize];
+    }
+    estimate = new float[outputSize];
+    shifts = new cv::Point2f[numFrames]();
+    referenceIndex = 0;
+    minStructureThreshold = 2.0f;
+}
+
+template <class Registration>
+SrFloat<Registration>::~SrFloat() {
+    for (int i = 0; i < numFrames; ++i) {
+        delete[] frames[i];
+        delete[] shiftedFrames[i];
+        delete[] masks[i];
+    }
+    delete[] estimate;
+    delete[] shifts;
+    delete[] frames;
+    delete[] shiftedFrames;
+    delete[] masks;
+}
+
+template <class Registration>
+SrFloat<Registration>& SrFloat<Registration>::operator=(const SrFloat& other) {
+    if (this == &other) return *this;
+    width = other.width;
+    height = other.height;
+    inputSize = other.inputSize;
+    outputWidth = other.outputWidth;
+    outputHeight = other.outputHeight;
+    outputSize = other.outputSize;
+    spectrumSize = other.spectrumSize;
+    numFrames = other.numFrames;
+    factor = other.factor;
+    referenceIndex = other.referenceIndex;
+    minStructureThreshold = other.minStructureThreshold;
+    registration = other.registration;
+    minimization = other.minimization;
+    badPixelHandling = other.badPixelHandling;
+    frames = other.frames;
+    shiftedFrames = other.shiftedFrames;
+    estimate = other.estimate;
+    shifts = other.shifts;
+    masks = other.masks;
+    frameCount = other.frameCount;
+    return *this;
+}
+
+template <class Registration>
+int SrFloat<Registration>::addFrame(const float* frame) {
+    const int result = loadFrame(frame);
+    return result < 0 ? result : 0;
+}
+
+template <class Registration>
+int SrFloat<Registration>::addFrame(const cv::Mat_<float>& frame) {
+    return addFrame(frame[0]);
+}
+
+template <class Registration>
+int SrFloat<Registration>::loadFrame(const float* frame) {
+    if (frameCount >= numFrames) {
+        // The oldest block is reused for the newest frame.
+        std::rotate(frames, frames + 1, frames + numFrames);
+    } else {
+        ++frameCount;
+    }
+    float* newest = frames[frameCount - 1];
+    std::copy_n(frame, inputSize, newest);
+
+    cv::Mat_<float> image(height, width, newest);
+    const int repair = badPixelHandling.detectAndReplaceBadPixel(image);
+    // Prepared even after a failed repair: registration needs every slot.
+    registration.prepareFrame(newest);
+    return repair < 0 ? repair : 0;
+}
+
+template <class Registration>
+void SrFloat<Registration>::saveFrame(float* out) const {
+    std::copy_n(estimate, outputSize, out);
+}
+
+template <class Registration>
+void SrFloat<Registration>::getMasks(std::vector<cv::Mat_<unsigned char>>& out) const {
+    out.resize(static_cast<std::size_t>(numFrames));
+    for (int i = 0; i < numFrames; ++i) {
+        out[i].create(height, width);
+        std::copy_n(masks[i], inputSize, reinterpret_cast<char*>(out[i].data));
+    }
+}
+
+template <class Registration>
+void SrFloat<Registration>::getCompleteShifts(std::vector<cv::Point2f>& out) {
+    registration.getCompleteShifts(out);
+}
+
+template <class Registration>
+float SrFloat<Registration>::computeSR(cv::Mat_<float>& out) {
+    if (out.rows != outputHeight || out.cols != outputWidth || !out.data) out.create(outputHeight, outputWidth);
+    return computeSR(out[0]);
+}
+
+template <class Registration>
+float SrFloat<Registration>::computeSR(float* out) {
+    const int maxCount = maxCountOnce(factor);
+    const int n = frameCount;
+
+    std::cout << "++++++++++ SrFloat ++++++++++\n";
+    const int ref = std::max(0, n - referenceIndex - 1);
+    StopWatch watch;
+    // An empty window has no reference frame to register against.
+    if (n == 0 || registration.doRegistration(n, ref, frames, shifts, masks, shiftedFrames) < 0) return -998.0f;
+    std::cout << " registration:         " << watch.stop() * 1000.0 << "[ms]\n";
+
+    std::vector<cv::Point2f> completeShifts;
+    registration.getCompleteShifts(completeShifts);
+    bool largeDisplacement = false;
+    bool tooManyMasked = false;
+    const float limit = static_cast<float>(height / 10);
+    watch.start();
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(completeShifts[i].x) > limit || std::fabs(completeShifts[i].y) > limit) largeDisplacement = true;
+        const cv::Mat_<signed char> mask(height, width, reinterpret_cast<signed char*>(masks[i]));
+        const float count = static_cast<float>(mask.rows * mask.cols);
+        if ((count - static_cast<float>(cv::sum(mask)[0])) / count >= 0.5f) tooManyMasked = true;
+    }
+    std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]\n";
+    const int status = largeDisplacement ? -6 : (tooManyMasked ? -3 : 0);
+
+    watch.start();
+    const int iterations = minimization.minimize(n, ref, shiftedFrames, shifts, masks, estimate);
+    std::cout << " minimization:         " << watch.stop() * 1000.0 << "[ms]\n";
+    if (iterations < 0) return static_cast<float>(iterations);
+
+    cv::Mat_<float> result(outputHeight, outputWidth, estimate);
+    badPixelHandling.maskBadPixel(result, completeShifts);
+    std::vector<cv::Mat_<float>> frameList;
+    frameList.reserve(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) frameList.emplace_back(height, width, frames[i]);
+    badPixelHandling.replaceMaskedPixel(result, completeShifts, frameList);
+
+    StopWatch saveWatch;
+    std::copy_n(estimate, outputSize, out);
+    const float srfactor = srFactor_(n, maxCount);
+    const float value = status != 0 ? static_cast<float>(status) : srfactor;
+    std::cout << " save+srfactor calc:   " << saveWatch.stop() * 1000.0 << "[ms]\n";
+    std::cout << "+++++++++++++++++++++++++++++\n";
+    return value;
+}
+
+// How many frames cover each input pixel, capped at maxCount - 1 extra samples:
+// 1.0 when only one frame covers the grid, 2.0 when all do with factor 2. The
+// fixed 4 is the square of the factor 2 and stays even for other factors; an
+// uncovered pixel counts -1.
+template <class Registration>
+float SrFloat<Registration>::srFactor_(int n, int maxCount) const {
+    long long total = 0;
+    for (int p = 0; p < inputSize; ++p) {
+        int count = 0;
+        for (int i = 0; i < n; ++i) count += masks[i][p] != 0;
+        total += count < maxCount ? count - 1 : maxCount - 1;
+    }
+    return static_cast<float>(static_cast<float>(total) / static_cast<float>(inputSize * 4) + 1.0);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setReferenceIndex(int index) {
+    if (index < 0 || index >= numFrames) throw "Invalid reference index specified.";
+    referenceIndex = index;
+}
+
+// The rejections are written as "reject when", so that a NaN passes them.
+template <class Registration>
+void SrFloat<Registration>::setRegError(float error) {
+    if (0.0f >= error || error > 1.0f) throw "Invalid maximum registration error specified.";
+    registration.setRegError(error);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setPsfSigma(float sigma) {
+    if (0.0f >= sigma) throw "Invalid standard deviation of the sensor psf specified.";
+    minimization.setPsfSigma(sigma);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setWeightTV(float weight) {
+    if (1.0f > weight) throw "Invalid total-variation term weight specified.";
+    minimization.setWeightTV(weight);
+}
+
+// Rejected with the TV-weight text: hosts match on that text, so it stays.
+template <class Registration>
+void SrFloat<Registration>::setRelativeResidue(float residue) {
+    if (1e-6 > static_cast<double>(residue)) throw "Invalid total-variation term weight specified.";
+    minimization.setRelRes(residue);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setMaxCGIters(int iterations) {
+    if (iterations < 1) throw "Invalid maximum number of iterations specified.";
+    minimization.setMaxIter(iterations);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setDataIsNUC(bool dataIsNUC) {
+    badPixelHandling.setDataIsNUC(dataIsNUC);
+}
+
+template <class Registration>
+float SrFloat<Registration>::getRegError() const {
+    return registration.getRegError();
+}
+
+template <class Registration>
+float SrFloat<Registration>::getPsfSigma() const {
+    return minimization.getPsfSigma();
+}
+
+template <class Registration>
+float SrFloat<Registration>::getWeightTV() const {
+    return minimization.getWeightTV();
+}
+
+template <class Registration>
+float SrFloat<Registration>::getRelativeResidue() const {
+    return minimization.getRelRes();
+}
+
+template <class Registration>
+int SrFloat<Registration>::getMaxCGIters() const {
+    return minimization.getMaxIter();
+}
+
+template class SrFloat<SrFloatRegistration2>;
+
+}  // namespace vision
+}  // namespace vorel
