@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 
-#include <string>
+#include <cstdio>
 
 namespace vorel {
 namespace tools {
@@ -17,6 +17,15 @@ ProgressBar::~ProgressBar() {
 void ProgressBar::advance() {
     ++done_;
     if (enabled_) draw();
+}
+
+void ProgressBar::print(const std::string& line) const {
+    if (enabled_ && done_ > 0) {
+        std::fprintf(stderr, "\r\033[K%s\n", line.c_str());  // clear the bar's line first
+        draw();
+    } else {
+        std::fprintf(stderr, "%s\n", line.c_str());
+    }
 }
 
 void ProgressBar::draw() const {

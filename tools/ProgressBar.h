@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #pragma once
 
-#include <cstdio>
+#include <string>
 
 namespace vorel {
 namespace tools {
@@ -15,6 +15,8 @@ public:
     ~ProgressBar();
 
     void advance();
+    /// Writes a line to standard error above the bar.
+    void print(const std::string& line) const;
 
 private:
     void draw() const;

@@ -71,9 +71,9 @@ ReconstructionSettings settingsFrom(const Arguments& args) {
 }
 
 // Warnings go to standard error as they come, naming the frame; returns whether there was one.
-bool warn(const Outcome& outcome, const std::string& frameName) {
+bool warn(const ProgressBar& progress, const Outcome& outcome, const std::string& frameName) {
     if (outcome.code == 0) return false;
-    std::cerr << frameName << ": " << outcome.describe() << '\n';
+    progress.print(frameName + ": " + outcome.describe());
     return true;
 }
 
@@ -108,7 +108,7 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     bool warned = false;
     for (size_t i = 0; i < frames.size(); ++i) {
         last = reconstructor->add(frames[i]);
-        warned |= warn(last, paths[i]);
+        warned |= warn(progress, last, paths[i]);
         progress.advance();
     }
     const cv::Mat_<float> result = reconstructor->result();
@@ -147,7 +147,7 @@ int runVideo(const Arguments& args, const ReconstructionSettings& settings) {
         ++count;
         if (!reconstructor) reconstructor = Reconstructor::create(frame.size(), settings);
         const Outcome outcome = reconstructor->add(frame);
-        warn(outcome, path + " frame " + std::to_string(count));
+        warn(progress, outcome, path + " frame " + std::to_string(count));
         if (outcome.computed) {
             writer.write(reconstructor->result(), count);
             ++written;
