@@ -146,6 +146,18 @@ void boxFilterDirect(const cv::Mat_<float>& src, int radius, cv::Mat_<float>& ds
     }
 }
 
+// Rows of the work matrix: the full height, or more where a tiny frame's scratch
+// (masked frame, padded row and two full rows; or kh rows and a full row) needs it.
+int workRows(int width, int height, int kernelWidth, int kernelHeight, float factor) {
+    const int step = static_cast<int>(factor);
+    const int lowWidth = static_cast<int>(width / factor);
+    const int lowHeight = static_cast<int>(height / factor);
+    const int fullWidth = width + kernelWidth - 1;
+    const int reach = (kernelWidth + step - 1) / step;
+    const int scratch = std::max(lowWidth * lowHeight + reach - 1 + 3 * fullWidth, kernelHeight * lowWidth + fullWidth);
+    return std::max(height + kernelHeight - 1, (scratch + width - 1) / width);
+}
+
 }  // namespace
 
 SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, int kernelHeight, float factor)
@@ -156,27 +168,81 @@ SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, i
       fullWidth(width + kernelWidth - 1),
       fullHeight(height + kernelHeight - 1),
       factor(factor),
-      workMatrix(fullHeight, width),
+      workMatrix(workRows(width, height, kernelWidth, kernelHeight, factor), width),
       workData(workMatrix[0]),
       termRows(static_cast<std::size_t>((static_cast<int>(factor) + 1) * std::max(kernelWidth, kernelHeight))),
       termWeights(termRows.size()),
-      phaseTermCounts(static_cast<std::size_t>(static_cast<int>(factor))) {}
+      phaseTermCounts(static_cast<std::size_t>(static_cast<int>(factor))),
+      phaseOffsets(static_cast<std::size_t>(static_cast<int>(factor)) + 1) {
+    const int step = static_cast<int>(factor);
+    phaseOffsets[0] = 0;
+    for (int p = 0; p < step; ++p) phaseOffsets[p + 1] = phaseOffsets[p] + (fullWidth - p + step - 1) / step;
+}
 
 SrFloatConvolution::~SrFloatConvolution() { workMatrix.release(); }
 
-VOREL_DISPATCH_AVX2 void SrFloatConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
-    backProject<false>(in, kernelX, kernelY, mask, out);
+void SrFloatConvolution::toColumnPhases(const float* row, float* phased) const {
+    const int step = static_cast<int>(factor);
+    if (step == 2) {
+        float* even = phased;
+        float* odd = phased + phaseOffsets[1];
+        const int pairs = fullWidth / 2;
+        for (int m = 0; m < pairs; ++m) {
+            even[m] = row[2 * m];
+            odd[m] = row[2 * m + 1];
+        }
+        if (fullWidth % 2) even[pairs] = row[fullWidth - 1];
+    } else {
+        for (int c = 0; c < fullWidth; ++c) phased[columnPhaseIndex(c)] = row[c];
+    }
 }
 
-VOREL_DISPATCH_AVX2 void SrFloatConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask, float* out) {
-    backProject<true>(in, kernelX, kernelY, mask, out);
+void SrFloatConvolution::fromColumnPhases(const float* phased, float* row) const {
+    const int step = static_cast<int>(factor);
+    if (step == 2) {
+        const float* even = phased;
+        const float* odd = phased + phaseOffsets[1];
+        const int pairs = fullWidth / 2;
+        for (int m = 0; m < pairs; ++m) {
+            row[2 * m] = even[m];
+            row[2 * m + 1] = odd[m];
+        }
+        if (fullWidth % 2) row[fullWidth - 1] = even[pairs];
+    } else {
+        for (int c = 0; c < fullWidth; ++c) row[c] = phased[columnPhaseIndex(c)];
+    }
 }
 
-// Row by row, so that every intermediate is one row that stays in cache. Columns
-// are split into `step` phases: output column step*m + p only sees taps p,
-// p + step, ..., which turns the sparse scatter into sums of contiguous rows.
-// The work matrix holds the masked frame, a zero-padded row and the phase rows.
-template <bool Accumulate>
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask,
+                                                                float* out) {
+    backProject<false, false>(in, kernelX, kernelY, mask, out);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY,
+                                                                   char* mask, float* out) {
+    backProject<true, false>(in, kernelX, kernelY, mask, out);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::phasedAddFullConvFromSparse(const float* in, const float* kernelX,
+                                                                         const float* kernelY, const char* mask,
+                                                                         float* out) {
+    backProject<true, true>(in, kernelX, kernelY, mask, out);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out) {
+    correlate<false>(in, kernelX, kernelY, out);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::phasedValidCorrToSparse(const float* in, const float* kernelX,
+                                                                     const float* kernelY, float* out) {
+    correlate<true>(in, kernelX, kernelY, out);
+}
+
+// Row by row, so that every intermediate is one row that stays in cache. Output
+// column step*m + p only sees taps p, p + step, ..., so each column phase is a sum
+// of contiguous rows; in column-phase order it goes straight into `out`. The work
+// matrix holds the masked frame, a zero-padded row and a row of phases.
+template <bool Accumulate, bool Phased>
 void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
                                      float* out) {
     const int step = static_cast<int>(factor);
@@ -184,14 +250,14 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
     const int lowHeight = static_cast<int>(height / factor);
     const int lowSize = lowWidth * lowHeight;
     const int reach = (kernelWidth + step - 1) / step;
-    const int phaseLength = (fullWidth + step - 1) / step;
+    const int longestPhase = phaseOffsets[1];
 
     float* masked = workData;
     for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
     float* padded = masked + lowSize;
     float* row = padded + reach - 1;
-    std::fill(padded, padded + reach - 1 + phaseLength, 0.0f);
-    float* phases = padded + reach - 1 + phaseLength;
+    std::fill(padded, padded + reach - 1 + longestPhase, 0.0f);
+    float* phases = padded + reach - 1 + longestPhase;
 
     // The horizontal terms of each phase are the same for every row.
     const int maxTaps = std::max(kernelWidth, kernelHeight);
@@ -217,68 +283,49 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
         }
         combineRows<false>(rows, weights, vertical, lowWidth, row);
 
+        float* target = Phased ? outRow : phases;
         for (int p = 0; p < step; ++p) {
-            combineRows<false>(phaseRows + p * maxTaps, phaseWeights + p * maxTaps, phaseTerms[p], phaseLength,
-                               phases + p * phaseLength);
+            combineRows < Accumulate && Phased > (phaseRows + p * maxTaps, phaseWeights + p * maxTaps, phaseTerms[p],
+                                                  phaseOffsets[p + 1] - phaseOffsets[p], target + phaseOffsets[p]);
         }
-        // Interleave the phases into whole rows first: adding in the same loop
-        // would make the compiler shuffle `out` too.
-        float* interleaved = Accumulate ? phases + step * phaseLength : outRow;
-        if (step == 2) {
-            const float* even = phases;
-            const float* odd = phases + phaseLength;
-            const int pairs = fullWidth / 2;
-            for (int m = 0; m < pairs; ++m) {
-                interleaved[2 * m] = even[m];
-                interleaved[2 * m + 1] = odd[m];
-            }
-            if (fullWidth % 2) interleaved[fullWidth - 1] = even[pairs];
-        } else {
-            for (int c = 0; c < fullWidth; ++c) interleaved[c] = phases[(c % step) * phaseLength + c / step];
+        if (!Phased) {
+            // Whole rows first: adding while interleaving makes the compiler shuffle `out` too.
+            float* interleaved = Accumulate ? phases + fullWidth : outRow;
+            fromColumnPhases(phases, interleaved);
+            if (Accumulate)
+                for (int c = 0; c < fullWidth; ++c) outRow[c] += interleaved[c];
         }
-        if (Accumulate)
-            for (int c = 0; c < fullWidth; ++c) outRow[c] += interleaved[c];
     }
 }
 
 // Output row by output row. Each needed intermediate row (horizontal pass) is
-// computed once into a ring of kh rows; the vertical pass combines rows of the ring.
-// The horizontal pass splits the input row into `step` phases first, so that its
-// taps read contiguous memory.
-VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out) {
+// computed once into a ring of kh rows; the vertical pass combines rows of the
+// ring. The horizontal pass reads the input row in column-phase order (a
+// row-major input is reordered first), so its taps read contiguous memory.
+template <bool Phased>
+void SrFloatConvolution::correlate(const float* in, const float* kernelX, const float* kernelY, float* out) {
     const int step = static_cast<int>(factor);
     const int lowWidth = static_cast<int>(width / factor);
     const int lowHeight = static_cast<int>(height / factor);
-    const int phaseLength = (fullWidth + step - 1) / step;
 
     float* ring = workData;
     float* phases = ring + kernelHeight * lowWidth;
     const int maxTaps = std::max(kernelWidth, kernelHeight);
     const float** rows = termRows.data();
     float* weights = termWeights.data();
-    // The horizontal terms are the same for every row.
     const float** horizontalRows = rows + maxTaps;
     float* horizontalWeights = weights + maxTaps;
-    const int horizontalTerms = collectTerms(kernelX, 0, kernelWidth, 1,
-                                             [&](int k) { return phases + (k % step) * phaseLength + k / step; },
-                                             horizontalRows, horizontalWeights);
 
     auto horizontalPass = [&](int r) {
         const float* source = in + static_cast<std::size_t>(r) * fullWidth;
-        if (step == 2) {
-            float* even = phases;
-            float* odd = phases + phaseLength;
-            const int pairs = fullWidth / 2;
-            for (int m = 0; m < pairs; ++m) {
-                even[m] = source[2 * m];
-                odd[m] = source[2 * m + 1];
-            }
-            if (fullWidth % 2) even[pairs] = source[fullWidth - 1];
-        } else {
-            for (int c = 0; c < fullWidth; ++c) phases[(c % step) * phaseLength + c / step] = source[c];
+        if (!Phased) {
+            toColumnPhases(source, phases);
+            source = phases;
         }
-        combineRows<false>(horizontalRows, horizontalWeights, horizontalTerms, lowWidth,
-                           ring + (r % kernelHeight) * lowWidth);
+        const int terms = collectTerms(kernelX, 0, kernelWidth, 1,
+                                       [&](int k) { return source + phaseOffsets[k % step] + k / step; },
+                                       horizontalRows, horizontalWeights);
+        combineRows<false>(horizontalRows, horizontalWeights, terms, lowWidth, ring + (r % kernelHeight) * lowWidth);
     };
 
     // Rows between the outer non-zero taps are computed even under a zero tap:

@@ -39,14 +39,34 @@ public:
     /// `out` (h x w, overwritten).
     void validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out);
 
+    /// Column-phase order of full-size rows: for the column step s, a row holds the
+    /// columns c with c % s == 0, then those with c % s == 1, and so on, each group
+    /// in ascending order. In this order both operators read and write contiguous
+    /// memory; the minimiser keeps its full-size images so.
+    void toColumnPhases(const float* row, float* phased) const;
+    void fromColumnPhases(const float* phased, float* row) const;
+    /// Position of a column within a row in column-phase order.
+    int columnPhaseIndex(int column) const {
+        const int step = static_cast<int>(factor);
+        return phaseOffsets[column % step] + column / step;
+    }
+
+    /// addFullConvFromSparse for a full-size `out` in column-phase order.
+    void phasedAddFullConvFromSparse(const float* in, const float* kernelX, const float* kernelY, const char* mask,
+                                     float* out);
+    /// validCorrToSparse for a full-size `in` in column-phase order.
+    void phasedValidCorrToSparse(const float* in, const float* kernelX, const float* kernelY, float* out);
+
     /// Mean of the (2r+1) x (2r+1) window, cut at the image edges (the divisor is
     /// the number of samples inside). O(1) per pixel. Both sides of `src` must be
     /// at least 2r+1. `dst` is reallocated only if it is not a float image of src's size.
     static void blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst);
 
 private:
-    template <bool Accumulate>
+    template <bool Accumulate, bool Phased>
     void backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask, float* out);
+    template <bool Phased>
+    void correlate(const float* in, const float* kernelX, const float* kernelY, float* out);
 
     int width;
     int height;
@@ -62,6 +82,8 @@ private:
     std::vector<const float*> termRows;
     std::vector<float> termWeights;
     std::vector<int> phaseTermCounts;
+    // Start of each column phase within a row, and the row length last.
+    std::vector<int> phaseOffsets;
 };
 
 }  // namespace vision

@@ -227,7 +227,8 @@ VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex,
     generatePsfs(nFrames, shifts);
 
     std::fill(rhs, rhs + fullSize, 0.0f);
-    for (int k = 0; k < nFrames; ++k) convolution->addFullConvFromSparse(frames[k], psfX[k], psfY[k], masks[k], rhs);
+    for (int k = 0; k < nFrames; ++k)
+        convolution->phasedAddFullConvFromSparse(frames[k], psfX[k], psfY[k], masks[k], rhs);
     invNormB = static_cast<float>(1.0 / dot(rhs, rhs, fullSize));
     std::memcpy(estimate, rhs, sizeof(float) * fullSize);
 
@@ -240,11 +241,13 @@ VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex,
         if (n == 0) break;
     }
 
+    // Crop the margin of the full-size estimate, back in row-major order, and undo the normalisation.
     const int outWidth = static_cast<int>(width * factor);
     const int outHeight = static_cast<int>(height * factor);
     const int margin = (kernelSize - 1) / 2;
     for (int y = 0; y < outHeight; ++y) {
-        const float* source = estimate + (y + margin) * fullWidth + margin;
+        convolution->fromColumnPhases(estimate + (y + margin) * fullWidth, fullScratch);
+        const float* source = fullScratch + margin;
         float* target = out + y * outWidth;
         for (int x = 0; x < outWidth; ++x) target[x] = source[x] * stdDev + mean;
     }
@@ -273,112 +276,203 @@ VOREL_DISPATCH_AVX2 bool SrFloatMinimization::iteration(int /*k*/, int nFrames, 
     return false;
 }
 
+int SrFloatMinimization::fullIndex(int row, int column) const {
+    return row * fullWidth + convolution->columnPhaseIndex(column);
+}
+
+// The full-size images are kept in column-phase order (see SrFloatConvolution):
+// within a row, phase p holds the columns step*m + p. For phase p of row r these
+// return the element of the same m in `image`, and of its east and west
+// neighbours, which lie in the next and previous phase (or, across the last and
+// first phase, one element along).
+namespace {
+
+// Where phase p of a row starts and how long it is, where its east and west
+// neighbours start, and the elements whose neighbours all lie in the row.
+struct PhaseRow {
+    int start, length, eastStart, westStart, interiorBegin, interiorEnd;
+};
+
+PhaseRow phaseRow(const SrFloatConvolution& convolution, int step, int fullWidth, int p) {
+    auto startOf = [&](int q) { return q < step ? convolution.columnPhaseIndex(q) : fullWidth; };
+    PhaseRow phase;
+    phase.start = startOf(p);
+    phase.length = startOf(p + 1) - phase.start;
+    const bool lastPhase = p + 1 == step;
+    phase.eastStart = lastPhase ? startOf(0) + 1 : startOf(p + 1);
+    phase.westStart = p == 0 ? startOf(step - 1) - 1 : startOf(p - 1);
+    const int withEast = lastPhase ? startOf(1) - startOf(0) - 1 : startOf(p + 2) - startOf(p + 1);
+    phase.interiorBegin = p == 0 ? 1 : 0;
+    phase.interiorEnd = std::max(phase.interiorBegin, std::min(phase.length, withEast));
+    return phase;
+}
+
+}  // namespace
+
 // Lagged-diffusivity TV weights from the current estimate: a weighted graph
-// Laplacian whose couplings are stored once, at the lower index of each pair.
+// Laplacian whose couplings are stored once, at the pixel above or left of each
+// pair. Couplings that would cross a row end or leave the image are 0.
 VOREL_DISPATCH_AVX2 void SrFloatMinimization::computeL() {
     static const float invSqrt2 = 1.0f / std::sqrt(2.0f);
     const float* x = estimate;
+    const int step = static_cast<int>(factor);
     const int wf = fullWidth;
+    const int hf = fullHeight;
     const float eps = epsilon;
     const float invEps = invEpsilon;
     const float axis = negInvWeightTV;
     const float diag = 0.5f * negInvWeightTV;
     auto clamp = [eps, invEps](float v) { return v > eps ? std::min(v, invEps) : eps; };
-    // Minus the sum of every coupling that touches pixel i, where the pixel exists.
-    auto diagonalAt = [&](int i) {
+
+    auto couplingsAt = [&](int r, int c) {
+        const int i = fullIndex(r, c);
+        const float xi = x[i];
+        couplingEast[i] = c + 1 < wf ? axis / clamp(std::fabs(x[fullIndex(r, c + 1)] - xi)) : 0.0f;
+        const bool below = r + 1 < hf;
+        couplingSouth[i] = below ? axis / clamp(std::fabs(x[fullIndex(r + 1, c)] - xi)) : 0.0f;
+        couplingSouthEast[i] =
+            below && c + 1 < wf ? diag / clamp(std::fabs(x[fullIndex(r + 1, c + 1)] - xi) * invSqrt2) : 0.0f;
+        couplingSouthWest[i] =
+            below && c >= 1 ? diag / clamp(std::fabs(x[fullIndex(r + 1, c - 1)] - xi) * invSqrt2) : 0.0f;
+    };
+    // Minus the sum of every coupling that touches the pixel.
+    auto diagonalAt = [&](int r, int c) {
         float d = 0.0f;
-        if (i >= 1) d -= couplingEast[i - 1];
-        d -= couplingEast[i];
-        d -= couplingSouth[i];
-        if (i >= wf) d -= couplingSouth[i - wf];
-        d -= couplingSouthEast[i];
-        if (i >= wf + 1) d -= couplingSouthEast[i - wf - 1];
-        d -= couplingSouthWest[i];
-        if (i >= wf - 1) d -= couplingSouthWest[i - wf + 1];
-        return d;
+        if (c >= 1) d -= couplingEast[fullIndex(r, c - 1)];
+        d -= couplingEast[fullIndex(r, c)];
+        d -= couplingSouth[fullIndex(r, c)];
+        if (r >= 1) d -= couplingSouth[fullIndex(r - 1, c)];
+        d -= couplingSouthEast[fullIndex(r, c)];
+        if (r >= 1 && c >= 1) d -= couplingSouthEast[fullIndex(r - 1, c - 1)];
+        d -= couplingSouthWest[fullIndex(r, c)];
+        if (r >= 1 && c + 1 < wf) d -= couplingSouthWest[fullIndex(r - 1, c + 1)];
+        diagonal[fullIndex(r, c)] = d;
     };
 
-    for (int r = 0; r < fullHeight; ++r) {
-        const int row = r * wf;
-        const bool lastRow = r == fullHeight - 1;
-        float* east = couplingEast + row;
-        float* south = couplingSouth + row;
-        float* southEast = couplingSouthEast + row;
-        float* southWest = couplingSouthWest + row;
-        const float* xr = x + row;
-        for (int c = 0; c + 1 < wf; ++c) east[c] = axis / clamp(std::fabs(xr[c + 1] - xr[c]));
-        east[wf - 1] = 0.0f;
-        if (lastRow) {
-            std::fill(south, south + wf, 0.0f);
-            std::fill(southEast, southEast + wf, 0.0f);
-            std::fill(southWest, southWest + wf, 0.0f);
-        } else {
-            const float* below = xr + wf;
-            for (int c = 0; c < wf; ++c) south[c] = axis / clamp(std::fabs(below[c] - xr[c]));
-            for (int c = 0; c + 1 < wf; ++c) southEast[c] = diag / clamp(std::fabs(below[c + 1] - xr[c]) * invSqrt2);
-            southEast[wf - 1] = 0.0f;
-            southWest[0] = 0.0f;
-            for (int c = 1; c < wf; ++c) southWest[c] = diag / clamp(std::fabs(below[c - 1] - xr[c]) * invSqrt2);
+    for (int r = 0; r < hf; ++r) {
+        const bool lastRow = r == hf - 1;
+        for (int p = 0; p < step; ++p) {
+            const PhaseRow phase = phaseRow(*convolution, step, wf, p);
+            const int row = r * wf;
+            const float* xr = x + row + phase.start;
+            const float* xEast = x + row + phase.eastStart;
+            const float* xWest = x + row + phase.westStart;
+            float* east = couplingEast + row + phase.start;
+            float* south = couplingSouth + row + phase.start;
+            float* southEast = couplingSouthEast + row + phase.start;
+            float* southWest = couplingSouthWest + row + phase.start;
+            for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m)
+                east[m] = axis / clamp(std::fabs(xEast[m] - xr[m]));
+            if (lastRow) {
+                std::fill(south + phase.interiorBegin, south + phase.interiorEnd, 0.0f);
+                std::fill(southEast + phase.interiorBegin, southEast + phase.interiorEnd, 0.0f);
+                std::fill(southWest + phase.interiorBegin, southWest + phase.interiorEnd, 0.0f);
+            } else {
+                for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m)
+                    south[m] = axis / clamp(std::fabs(xr[m + wf] - xr[m]));
+                for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m)
+                    southEast[m] = diag / clamp(std::fabs(xEast[m + wf] - xr[m]) * invSqrt2);
+                for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m)
+                    southWest[m] = diag / clamp(std::fabs(xWest[m + wf] - xr[m]) * invSqrt2);
+            }
+            for (int m = 0; m < phase.interiorBegin; ++m) couplingsAt(r, step * m + p);
+            for (int m = phase.interiorEnd; m < phase.length; ++m) couplingsAt(r, step * m + p);
         }
         if (r == 0) {
             // The first pixel takes the couplings computed at its right neighbour.
-            east[0] = east[1];
-            south[0] = south[1];
-            southEast[0] = southEast[1];
+            const int first = fullIndex(0, 0), second = fullIndex(0, 1);
+            couplingEast[first] = couplingEast[second];
+            couplingSouth[first] = couplingSouth[second];
+            couplingSouthEast[first] = couplingSouthEast[second];
+            for (int c = 0; c < wf; ++c) diagonalAt(0, c);
+            continue;
         }
         // The row's couplings are complete and those of the row above still in cache.
-        const int uniformFrom = r == 0 ? wf : (r == 1 ? 1 : 0);
-        for (int c = 0; c < uniformFrom; ++c) diagonal[row + c] = diagonalAt(row + c);
-        float* __restrict center = diagonal + row;
-        const float* southEastAbove = southEast - wf;
-        const float* southWestAbove = southWest - wf;
-        const float* southAbove = south - wf;
-        for (int c = uniformFrom; c < wf; ++c) {
-            center[c] = -east[c - 1] - east[c] - south[c] - southAbove[c] - southEast[c] - southEastAbove[c - 1] -
-                        southWest[c] - southWestAbove[c + 1];
+        for (int p = 0; p < step; ++p) {
+            const PhaseRow phase = phaseRow(*convolution, step, wf, p);
+            const int row = r * wf;
+            const int above = row - wf;
+            const float* east = couplingEast + row + phase.start;
+            const float* eastWest = couplingEast + row + phase.westStart;
+            const float* south = couplingSouth + row + phase.start;
+            const float* southAbove = couplingSouth + above + phase.start;
+            const float* southEast = couplingSouthEast + row + phase.start;
+            const float* southEastAboveWest = couplingSouthEast + above + phase.westStart;
+            const float* southWest = couplingSouthWest + row + phase.start;
+            const float* southWestAboveEast = couplingSouthWest + above + phase.eastStart;
+            float* __restrict center = diagonal + row + phase.start;
+            for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m) {
+                center[m] = -eastWest[m] - east[m] - south[m] - southAbove[m] - southEast[m] - southEastAboveWest[m] -
+                            southWest[m] - southWestAboveEast[m];
+            }
+            for (int m = 0; m < phase.interiorBegin; ++m) diagonalAt(r, step * m + p);
+            for (int m = phase.interiorEnd; m < phase.length; ++m) diagonalAt(r, step * m + p);
         }
     }
 }
 
-// out = L x. Only terms whose two indices lie in the image take part; the zero
-// couplings at the row ends cancel the wrap-around of the flattened index.
+// out = L x. Only the couplings inside the image take part.
 VOREL_DISPATCH_AVX2 void SrFloatMinimization::applyTv(const float* __restrict x, float* __restrict out) const {
+    const int step = static_cast<int>(factor);
     const int wf = fullWidth;
-    const int n = fullSize;
+    const int hf = fullHeight;
     const float* __restrict center = diagonal;
     const float* __restrict east = couplingEast;
     const float* __restrict south = couplingSouth;
     const float* __restrict southEast = couplingSouthEast;
     const float* __restrict southWest = couplingSouthWest;
-    auto stencilAt = [&](int i) {
+    auto stencilAt = [&](int r, int c) {
+        const int i = fullIndex(r, c);
         float sum = center[i] * x[i];
-        if (i + 1 < n) sum += east[i] * x[i + 1];
-        if (i >= 1) sum += east[i - 1] * x[i - 1];
-        if (i + wf < n) sum += south[i] * x[i + wf];
-        if (i >= wf) sum += south[i - wf] * x[i - wf];
-        if (i + wf + 1 < n) sum += southEast[i] * x[i + wf + 1];
-        if (i >= wf + 1) sum += southEast[i - wf - 1] * x[i - wf - 1];
-        if (i + wf - 1 < n) sum += southWest[i] * x[i + wf - 1];
-        if (i >= wf - 1) sum += southWest[i - wf + 1] * x[i - wf + 1];
-        return sum;
+        if (c + 1 < wf) sum += east[i] * x[fullIndex(r, c + 1)];
+        if (c >= 1) sum += east[fullIndex(r, c - 1)] * x[fullIndex(r, c - 1)];
+        if (r + 1 < hf) sum += south[i] * x[fullIndex(r + 1, c)];
+        if (r >= 1) sum += south[fullIndex(r - 1, c)] * x[fullIndex(r - 1, c)];
+        if (r + 1 < hf && c + 1 < wf) sum += southEast[i] * x[fullIndex(r + 1, c + 1)];
+        if (r >= 1 && c >= 1) sum += southEast[fullIndex(r - 1, c - 1)] * x[fullIndex(r - 1, c - 1)];
+        if (r + 1 < hf && c >= 1) sum += southWest[i] * x[fullIndex(r + 1, c - 1)];
+        if (r >= 1 && c + 1 < wf) sum += southWest[fullIndex(r - 1, c + 1)] * x[fullIndex(r - 1, c + 1)];
+        out[i] = sum;
     };
-    const int first = std::min(n, wf + 1);
-    const int last = std::max(first, n - wf - 1);
-    for (int i = 0; i < first; ++i) out[i] = stencilAt(i);
-    for (int i = first; i < last; ++i) {
-        out[i] = center[i] * x[i] + east[i] * x[i + 1] + east[i - 1] * x[i - 1] + south[i] * x[i + wf] +
-                 south[i - wf] * x[i - wf] + southEast[i] * x[i + wf + 1] + southEast[i - wf - 1] * x[i - wf - 1] +
-                 southWest[i] * x[i + wf - 1] + southWest[i - wf + 1] * x[i - wf + 1];
+    for (int r = 0; r < hf; ++r) {
+        if (r == 0 || r == hf - 1) {
+            for (int c = 0; c < wf; ++c) stencilAt(r, c);
+            continue;
+        }
+        for (int p = 0; p < step; ++p) {
+            const PhaseRow phase = phaseRow(*convolution, step, wf, p);
+            const int at = r * wf + phase.start;
+            const int eastAt = r * wf + phase.eastStart;
+            const int westAt = r * wf + phase.westStart;
+            const float* d = center + at;
+            const float* e = east + at;
+            const float* eW = east + westAt;
+            const float* s = south + at;
+            const float* sU = south + at - wf;
+            const float* se = southEast + at;
+            const float* seUW = southEast + westAt - wf;
+            const float* sw = southWest + at;
+            const float* swUE = southWest + eastAt - wf;
+            const float* xr = x + at;
+            const float* xE = x + eastAt;
+            const float* xW = x + westAt;
+            float* o = out + at;
+            for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m) {
+                o[m] = d[m] * xr[m] + e[m] * xE[m] + eW[m] * xW[m] + s[m] * xr[m + wf] + sU[m] * xr[m - wf] +
+                       se[m] * xE[m + wf] + seUW[m] * xW[m - wf] + sw[m] * xW[m + wf] + swUE[m] * xE[m - wf];
+            }
+            for (int m = 0; m < phase.interiorBegin; ++m) stencilAt(r, step * m + p);
+            for (int m = phase.interiorEnd; m < phase.length; ++m) stencilAt(r, step * m + p);
+        }
     }
-    for (int i = last; i < n; ++i) out[i] = stencilAt(i);
 }
 
 // out = L x + sum_k A_k' M_k A_k x.
 void SrFloatMinimization::gradient(float* x, int nFrames, char** masks, float* out) {
     applyTv(x, out);
     for (int k = 0; k < nFrames; ++k) {
-        convolution->validCorrToSparse(x, psfX[k], psfY[k], lowResScratch);
-        convolution->addFullConvFromSparse(lowResScratch, psfX[k], psfY[k], masks[k], out);
+        convolution->phasedValidCorrToSparse(x, psfX[k], psfY[k], lowResScratch);
+        convolution->phasedAddFullConvFromSparse(lowResScratch, psfX[k], psfY[k], masks[k], out);
     }
 }
 

@@ -57,6 +57,8 @@ private:
     void computeL();
     void gradient(float* x, int nFrames, char** masks, float* out);
     void applyTv(const float* x, float* out) const;
+    /// Index of a full-size pixel; full-size images are kept in column-phase order.
+    int fullIndex(int row, int column) const;
     bool iteration(int k, int nFrames, char** masks);
 
     int width;

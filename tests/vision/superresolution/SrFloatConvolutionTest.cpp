@@ -73,8 +73,8 @@ struct Geometry {
 };
 
 // Widths leave every remainder, kernels cover the production size and the generic paths.
-const Geometry kGeometries[] = {{4, 3, 6, 2.0f},  {37, 11, 6, 2.0f}, {16, 9, 5, 2.0f},
-                                {7, 5, 1, 2.0f},  {10, 6, 9, 3.0f},  {13, 7, 6, 2.0f}};
+const Geometry kGeometries[] = {{4, 3, 6, 2.0f},  {37, 11, 6, 2.0f}, {16, 9, 5, 2.0f}, {7, 5, 1, 2.0f},
+                                {10, 6, 9, 3.0f},  {13, 7, 6, 2.0f},  {1, 1, 6, 2.0f}, {1, 3, 6, 2.0f}};
 
 TEST(SrFloatConvolution, FastOperatorsMatchPlainLoopsOnRandomData) {
     std::mt19937 rng(7);

@@ -13,7 +13,8 @@
 namespace vorel {
 namespace vision {
 
-// Reaches the minimiser's steps and buffers.
+// Reaches the minimiser's steps and buffers, in row-major order (the minimiser
+// keeps full-size images in column-phase order).
 class SrFloatMinimizationInspector {
 public:
     explicit SrFloatMinimizationInspector(SrFloatMinimization& m) : m(m) {}
@@ -23,18 +24,29 @@ public:
     void generatePsfs(std::vector<cv::Point2f> shifts) { m.generatePsfs(static_cast<int>(shifts.size()), shifts.data()); }
     int fullWidth() const { return m.fullWidth; }
     int fullHeight() const { return m.fullHeight; }
-    float* estimate() { return m.estimate; }
-    float east(int i) const { return m.couplingEast[i]; }
-    float south(int i) const { return m.couplingSouth[i]; }
-    float southEast(int i) const { return m.couplingSouthEast[i]; }
-    float southWest(int i) const { return m.couplingSouthWest[i]; }
-    float diagonal(int i) const { return m.diagonal[i]; }
+    void setEstimate(const std::vector<float>& rowMajor) { toPhases(rowMajor, m.estimate); }
+    float east(int i) const { return m.couplingEast[at(i)]; }
+    float south(int i) const { return m.couplingSouth[at(i)]; }
+    float southEast(int i) const { return m.couplingSouthEast[at(i)]; }
+    float southWest(int i) const { return m.couplingSouthWest[at(i)]; }
+    float diagonal(int i) const { return m.diagonal[at(i)]; }
     void computeL() { m.computeL(); }
-    void gradient(std::vector<float>& x, std::vector<char*>& masks, std::vector<float>& out) {
-        m.gradient(x.data(), static_cast<int>(masks.size()), masks.data(), out.data());
+    void gradient(const std::vector<float>& x, std::vector<char*>& masks, std::vector<float>& out) {
+        std::vector<float> phasedX(x.size()), phasedOut(x.size());
+        toPhases(x, phasedX.data());
+        m.gradient(phasedX.data(), static_cast<int>(masks.size()), masks.data(), phasedOut.data());
+        out.resize(x.size());
+        for (int r = 0; r < m.fullHeight; ++r)
+            m.convolution->fromColumnPhases(phasedOut.data() + r * m.fullWidth, out.data() + r * m.fullWidth);
     }
 
 private:
+    int at(int i) const { return m.fullIndex(i / m.fullWidth, i % m.fullWidth); }
+    void toPhases(const std::vector<float>& rowMajor, float* phased) const {
+        for (int r = 0; r < m.fullHeight; ++r)
+            m.convolution->toColumnPhases(rowMajor.data() + r * m.fullWidth, phased + r * m.fullWidth);
+    }
+
     SrFloatMinimization& m;
 };
 
@@ -102,7 +114,7 @@ TEST(SrFloatMinimizationTv, ConstantEstimateGivesClampedCouplingsAndNoResponse) 
     SrFloatMinimization m(10, 8, 5, 2.0f);
     Inspector inspector(m);
     const int wf = inspector.fullWidth(), hf = inspector.fullHeight();
-    std::fill(inspector.estimate(), inspector.estimate() + wf * hf, 3.0f);
+    inspector.setEstimate(std::vector<float>(wf * hf, 3.0f));
     inspector.computeL();
 
     const int interior = 3 * wf + 5;
@@ -130,7 +142,7 @@ TEST(SrFloatMinimizationTv, FirstPixelTakesTheCouplingsOfItsNeighbour) {
     const int n = inspector.fullWidth() * inspector.fullHeight();
     std::mt19937 rng(5);
     const std::vector<float> x = randomValues(rng, n);
-    std::copy(x.begin(), x.end(), inspector.estimate());
+    inspector.setEstimate(x);
     inspector.computeL();
     EXPECT_EQ(inspector.east(0), inspector.east(1));
     EXPECT_EQ(inspector.south(0), inspector.south(1));
@@ -138,6 +150,98 @@ TEST(SrFloatMinimizationTv, FirstPixelTakesTheCouplingsOfItsNeighbour) {
     const int wf = inspector.fullWidth();
     const float clamped = std::min(std::max(std::fabs(x[wf + 3] - x[3]), 0.1f), 10.0f);
     EXPECT_FLOAT_EQ(inspector.south(3), -0.0025f / clamped);
+}
+
+// The lagged-diffusivity operator straight from its flattened-index definition.
+struct PlainTv {
+    int wf, n;
+    std::vector<float> east, south, southEast, southWest, diagonal;
+
+    PlainTv(const std::vector<float>& x, int wf, int hf)
+        : wf(wf), n(wf * hf), east(n), south(n), southEast(n), southWest(n), diagonal(n) {
+        const float c2 = 1.0f / std::sqrt(2.0f);
+        auto clamp = [](float v) { return v > 0.1f ? std::min(v, 10.0f) : 0.1f; };
+        auto at = [&](int i, bool lastRow) {
+            east[i] = -0.0025f / clamp(std::fabs(x[i + 1] - x[i]));
+            if (lastRow) return;
+            south[i] = -0.0025f / clamp(std::fabs(x[i + wf] - x[i]));
+            // The last pixel of the row above the last has no south-east neighbour; its coupling is zeroed below.
+            if (i + wf + 1 < n) southEast[i] = 0.5f * -0.0025f / clamp(std::fabs(x[i + wf + 1] - x[i]) * c2);
+            southWest[i] = 0.5f * -0.0025f / clamp(std::fabs(x[i + wf - 1] - x[i]) * c2);
+        };
+        for (int i = 1; i <= n - wf - 1; ++i) at(i, false);
+        for (int i = n - wf; i < n - 1; ++i) at(i, true);
+        east[0] = east[1];
+        south[0] = south[1];
+        southEast[0] = southEast[1];
+        for (int row = 0; row < n; row += wf) {
+            southWest[row] = 0.0f;
+            east[row + wf - 1] = southEast[row + wf - 1] = 0.0f;
+        }
+        south[n - 1] = southWest[n - 1] = 0.0f;
+        for (int i = 0; i < n; ++i) {
+            float d = 0.0f;
+            if (i >= 1) d -= east[i - 1];
+            d -= east[i];
+            d -= south[i];
+            if (i >= wf) d -= south[i - wf];
+            d -= southEast[i];
+            if (i >= wf + 1) d -= southEast[i - wf - 1];
+            d -= southWest[i];
+            if (i >= wf - 1) d -= southWest[i - wf + 1];
+            diagonal[i] = d;
+        }
+    }
+
+    std::vector<float> apply(const std::vector<float>& x) const {
+        std::vector<float> out(n);
+        for (int i = 0; i < n; ++i) {
+            float sum = diagonal[i] * x[i];
+            if (i + 1 < n) sum += east[i] * x[i + 1];
+            if (i >= 1) sum += east[i - 1] * x[i - 1];
+            if (i + wf < n) sum += south[i] * x[i + wf];
+            if (i >= wf) sum += south[i - wf] * x[i - wf];
+            if (i + wf + 1 < n) sum += southEast[i] * x[i + wf + 1];
+            if (i >= wf + 1) sum += southEast[i - wf - 1] * x[i - wf - 1];
+            if (i + wf - 1 < n) sum += southWest[i] * x[i + wf - 1];
+            if (i >= wf - 1) sum += southWest[i - wf + 1] * x[i - wf + 1];
+            out[i] = sum;
+        }
+        return out;
+    }
+};
+
+TEST(SrFloatMinimizationTv, MatchesThePlainFlattenedIndexDefinition) {
+    // Full-size rows of odd and even length, and three column phases for factor 3.
+    const struct {
+        int width, height;
+        float factor;
+    } cases[] = {{10, 8, 2.0f}, {13, 7, 2.0f}, {7, 6, 3.0f}};
+    for (const auto& frame : cases) {
+        SCOPED_TRACE(testing::Message() << frame.width << "x" << frame.height << " factor " << frame.factor);
+        SrFloatMinimization m(frame.width, frame.height, 5, frame.factor);
+        Inspector inspector(m);
+        const int wf = inspector.fullWidth(), hf = inspector.fullHeight(), n = wf * hf;
+        std::mt19937 rng(17);
+        std::vector<float> x = randomValues(rng, n);
+        for (int i = 0; i < n; i += 7) x[i] = x[i] * 0.01f;  // some differences below epsilon
+        inspector.setEstimate(x);
+        inspector.computeL();
+        const PlainTv plain(x, wf, hf);
+        for (int i = 0; i < n; ++i) {
+            ASSERT_FLOAT_EQ(inspector.east(i), plain.east[i]) << i;
+            ASSERT_FLOAT_EQ(inspector.south(i), plain.south[i]) << i;
+            ASSERT_FLOAT_EQ(inspector.southEast(i), plain.southEast[i]) << i;
+            ASSERT_FLOAT_EQ(inspector.southWest(i), plain.southWest[i]) << i;
+            ASSERT_NEAR(inspector.diagonal(i), plain.diagonal[i], 1e-6f) << i;
+        }
+        const std::vector<float> v = randomValues(rng, n);
+        std::vector<float> out;
+        std::vector<char*> noFrames;
+        inspector.gradient(v, noFrames, out);
+        const std::vector<float> expected = plain.apply(v);
+        for (int i = 0; i < n; ++i) ASSERT_NEAR(out[i], expected[i], 1e-6f) << i;
+    }
 }
 
 // The system matrix L + sum A'MA must be symmetric and positive semi-definite:
@@ -148,8 +252,7 @@ TEST(SrFloatMinimizationTv, SystemMatrixIsSymmetricPositiveSemiDefinite) {
     Inspector inspector(m);
     const int n = inspector.fullWidth() * inspector.fullHeight();
     std::mt19937 rng(9);
-    const std::vector<float> estimate = randomValues(rng, n);
-    std::copy(estimate.begin(), estimate.end(), inspector.estimate());
+    inspector.setEstimate(randomValues(rng, n));
     inspector.computeL();
     inspector.generatePsfs({{0.1f, -0.3f}, {0.0f, 0.0f}, {-0.45f, 0.2f}});
     std::vector<std::vector<char>> maskData(frames, std::vector<char>(w * h));
@@ -268,8 +371,7 @@ TEST(SrFloatMinimization, ParametersKeepTheirDerivedValues) {
     m.setWeightTV(200.0f);
     m.setEpsilon(0.5f);
     Inspector inspector(m);
-    const int n = inspector.fullWidth() * inspector.fullHeight();
-    std::fill(inspector.estimate(), inspector.estimate() + n, 0.0f);
+    inspector.setEstimate(std::vector<float>(inspector.fullWidth() * inspector.fullHeight(), 0.0f));
     inspector.computeL();
     EXPECT_FLOAT_EQ(inspector.south(20), -1.0f / (200.0f * 0.5f));
 }
