@@ -5,7 +5,7 @@
 #   ./dev.sh test            deps + build + run the whole test suite
 #   ./dev.sh test --sanitize the same with AddressSanitizer and UBSan, in build-sanitize/
 #   ./dev.sh demo            deps + build + super-resolve the built-in demo burst
-#   ./dev.sh bench           deps + build + run the benchmarks
+#   ./dev.sh bench           deps + build + micro-benchmarks, then the method comparison
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -76,7 +76,10 @@ case "$command" in
       run_tests build
     fi ;;
   demo) deps; build build; ./build/tools/vsr demo "$@" ;;
-  bench) deps; build build; ./build/bench/vsr_bench --benchmark_min_time=0.5 "$@" ;;
+  bench)
+    deps; build build
+    ./build/bench/vsr_bench --benchmark_min_time=0.5 "$@"
+    ./build/bench/compare/vsr_compare ;;
   *)
     sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//' >&2
     exit 2 ;;

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Proprietary
+#include "Reconstructor.h"
+#include "ToolError.h"
+
+#include <gtest/gtest.h>
+
+namespace vorel {
+namespace tools {
+namespace {
+
+TEST(ReconstructionSettings, OnlyTheCInterfaceDefaultsAvoidTheEngine) {
+    ReconstructionSettings settings;
+    settings.camera = "k425 FOV 25";
+    settings.reference = 0;
+    settings.verbose = true;
+    EXPECT_FALSE(settings.needsEngine());
+    const auto with = [](auto change) {
+        ReconstructionSettings changed;
+        change(changed);
+        return changed.needsEngine();
+    };
+    EXPECT_TRUE(with([](ReconstructionSettings& s) { s.window = 7; }));
+    EXPECT_TRUE(with([](ReconstructionSettings& s) { s.tvWeight = 400.0f; }));
+    EXPECT_TRUE(with([](ReconstructionSettings& s) { s.iterations = 8; }));
+    EXPECT_TRUE(with([](ReconstructionSettings& s) { s.psfSigma = 0.683f; }));
+}
+
+TEST(Outcome, DescribesEachResultInWords) {
+    struct Case {
+        Outcome outcome;
+        std::string start;
+    };
+    const Case cases[] = {
+        {{false, 0, -1.0f}, ""},
+        {{true, 0, -1.0f}, ""},
+        {{true, 0, 1.9649f}, "quality figure 1.96 (2.00: every frame usable at every pixel"},
+        {{true, -6, -1.0f}, "warning: large displacement"},
+        {{true, -3, -1.0f}, "warning: half or more of the pixels of some frame could not be aligned"},
+        {{false, -2, -1.0f}, "warning: a frame has defective pixels"},
+        {{false, -4, -1.0f}, "warning: a frame has almost no contrast"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.start);
+        const std::string text = c.outcome.describe();
+        EXPECT_EQ(text.substr(0, c.start.size()), c.start);
+        EXPECT_EQ(text.empty(), c.start.empty());
+    }
+}
+
+TEST(Reconstructor, RefusesTheCameraWithEngineOptions) {
+    ReconstructionSettings settings;
+    settings.camera = "k410 FOV 24";
+    settings.window = 6;
+    try {
+        Reconstructor::create({32, 24}, settings);
+        ADD_FAILURE() << "accepted";
+    } catch (const ToolError& error) {
+        EXPECT_EQ(error.code(), ExitCode::Usage);
+    }
+}
+
+}  // namespace
+}  // namespace tools
+}  // namespace vorel

@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: Proprietary
+// Runs the vsr program as a user would and checks exit codes, messages and results.
+#include "ImageFiles.h"
+#include "QualityMetrics.h"
+#include "TempFolder.h"
+#include "Upsampling.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace vorel {
+namespace tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ProgramRun {
+    int exitCode = -1;
+    std::string out, err;
+};
+
+std::string quoted(const std::string& text) {
+    std::string result = "'";
+    for (char c : text)
+        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return result + "'";
+}
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+ProgramRun vsr(const std::vector<std::string>& args) {
+    const TempFolder capture;
+    std::string command = quoted(VSR_PROGRAM);
+    for (const std::string& arg : args)
+        command += " " + quoted(arg);
+    command += " >" + quoted(capture / "out") + " 2>" + quoted(capture / "err") + " </dev/null";
+    const int status = std::system(command.c_str());
+    ProgramRun run;
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.out = slurp(capture / "out");
+    run.err = slurp(capture / "err");
+    return run;
+}
+
+void writeFrames(const TempFolder& folder, const std::vector<cv::Size>& sizes) {
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        cv::Mat_<float> frame(sizes[i]);
+        cv::RNG(int(i)).fill(frame, cv::RNG::UNIFORM, 20.0f, 30.0f);
+        writeImage(folder / ("f" + std::to_string(i) + ".tif"), frame);
+    }
+}
+
+std::vector<std::string> framePaths(const TempFolder& folder, int count) {
+    std::vector<std::string> paths;
+    for (int i = 0; i < count; ++i)
+        paths.push_back(folder / ("f" + std::to_string(i) + ".tif"));
+    return paths;
+}
+
+TEST(VsrProgram, HelpListsCommandsAndExitCodes) {
+    const ProgramRun top = vsr({"--help"});
+    EXPECT_EQ(top.exitCode, 0);
+    EXPECT_NE(top.out.find("Exit codes:"), std::string::npos);
+    EXPECT_NE(top.out.find("  4  the frames cannot form a burst"), std::string::npos);
+    for (const char* command : {"run", "simulate", "demo"}) {
+        SCOPED_TRACE(command);
+        const ProgramRun help = vsr({command, "--help"});
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_EQ(help.out.rfind(std::string("Usage: vsr ") + command, 0), 0u);
+        EXPECT_EQ(help.err, "");
+    }
+}
+
+TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    const Case cases[] = {
+        {{}, "vsr: no command given (see 'vsr --help')\n"},
+        {{"enhance"}, "vsr: unknown command 'enhance' (see 'vsr --help')\n"},
+        {{"run", "--colour", "x"}, "vsr run: unknown option '--colour' (see 'vsr run --help')\n"},
+        {{"run", "a.tif"}, "vsr run: option -o is required (see 'vsr run --help')\n"},
+        {{"run", "-o", "out.tif"}, "vsr run: no input frames given (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.png"},
+         "vsr run: -o must name a .tif file (32-bit float); use --preview for a PNG (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--reference", "5"},
+         "vsr run: --reference must be between 0 and 4, got 5 (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--tv-weight", "0.5"},
+         "vsr run: --tv-weight must be at least 1, got 0.5 (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--size", "12by3"},
+         "vsr run: --size expects WIDTHxHEIGHT, e.g. 160x120, got '12by3' (see 'vsr run --help')\n"},
+        {{"simulate", "-o", "x", "--scene", "moon"},
+         "vsr simulate: unknown scene 'moon' (building, people or star) (see 'vsr simulate --help')\n"},
+        {{"demo", "extra"}, "vsr demo: unexpected argument 'extra' (see 'vsr demo --help')\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
+        const ProgramRun run = vsr(c.args);
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_EQ(run.err, c.message);
+        EXPECT_EQ(run.out, "");
+    }
+}
+
+TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
+    TempFolder folder;
+    writeFrames(folder, {{32, 24}, {32, 24}, {32, 24}, {32, 24}, {32, 24}});
+    cv::Mat_<float> odd(20, 32, 25.0f);
+    writeImage(folder / "odd.tif", odd);
+    std::ofstream(folder / "notes.tif") << "not an image";
+    std::ofstream(folder / "short.raw") << "12345";
+    std::ofstream(folder / "good.raw") << std::string(64, '\0');
+    std::vector<std::string> five = framePaths(folder, 5);
+    const std::string out = folder / "out.tif";
+
+    struct Case {
+        std::vector<std::string> inputs;
+        std::vector<std::string> options;
+        int exitCode;
+        std::string message;
+    };
+    std::vector<std::string> withMissing = five, withOdd = five, withNotes = five;
+    withMissing[2] = folder / "missing.tif";
+    withOdd[3] = folder / "odd.tif";
+    withNotes[1] = folder / "notes.tif";
+    const Case cases[] = {
+        {withMissing, {}, 3, "vsr run: cannot read '" + (folder / "missing.tif") + "': no such file\n"},
+        {withNotes,
+         {},
+         3,
+         "vsr run: cannot read '" + (folder / "notes.tif") +
+             "': unsupported format (PNG and TIFF images, raw files with --size, videos with --video)\n"},
+        {withOdd,
+         {},
+         4,
+         "vsr run: '" + (folder / "odd.tif") + "' is 32x20, but '" + five[0] +
+             "' is 32x24: all frames must have one size\n"},
+        {{five[0], five[1], five[2]}, {}, 4, "vsr run: 5 frames needed, got 3\n"},
+        {{five[0], five[1], five[2], five[3], five[4], five[0]},
+         {"--window", "7"},
+         4,
+         "vsr run: 7 frames needed, got 6\n"},
+        {{folder / "good.raw", folder / "good.raw", folder / "short.raw", folder / "good.raw", folder / "good.raw"},
+         {"--size", "4x4"},
+         3,
+         "vsr run: cannot read '" + (folder / "short.raw") +
+             "': it has 5 bytes, but --size 4x4 needs 64 (float32) or 32 (int16)\n"},
+        {five,
+         {"-o", folder / "no/such/out.tif"},
+         5,
+         "vsr run: cannot write '" + (folder / "no/such/out.tif") + "': folder '" + (folder / "no/such") +
+             "' does not exist\n"},
+        {{folder / "notes.tif"},
+         {"--video"},
+         3,
+         "vsr run: cannot read '" + (folder / "notes.tif") +
+             "': unsupported format (not a video that OpenCV can decode)\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
+        std::vector<std::string> args{"run"};
+        args.insert(args.end(), c.inputs.begin(), c.inputs.end());
+        args.insert(args.end(), c.options.begin(), c.options.end());
+        if (std::find(c.options.begin(), c.options.end(), "-o") == c.options.end()) {
+            args.push_back("-o");
+            args.push_back(out);
+        }
+        const ProgramRun run = vsr(args);
+        EXPECT_EQ(run.exitCode, c.exitCode);
+        EXPECT_EQ(run.err, c.message);
+        EXPECT_FALSE(fs::exists(out));
+    }
+    // Nothing half-written is left behind.
+    for (const auto& entry : fs::directory_iterator(folder.path()))
+        EXPECT_EQ(entry.path().filename().string().find(".part"), std::string::npos) << entry.path();
+}
+
+TEST(VsrProgram, SimulateThenRunBeatsBicubicAgainstTheWrittenTruth) {
+    TempFolder folder;
+    const ProgramRun simulate = vsr({"simulate", "-o", folder / "burst", "--size", "96x72", "--seed", "5"});
+    ASSERT_EQ(simulate.exitCode, 0) << simulate.err;
+    EXPECT_EQ(simulate.out, "wrote 5 frames of 96x72, truth.tif and shifts.csv to " + (folder / "burst") +
+                                "\nreference frame: frame_01.tif\n");
+    std::vector<std::string> args{"run"};
+    for (int i = 0; i < 5; ++i)
+        args.push_back(folder / ("burst/frame_0" + std::to_string(i) + ".tif"));
+    args.insert(args.end(), {"-o", folder / "result.tif", "--preview", folder / "preview.png"});
+    const ProgramRun run = vsr(args);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(
+        run.out.rfind("wrote " + (folder / "result.tif") + " (192x144, 32-bit float) from 5 frames; reference frame: " +
+                          (folder / "burst/frame_01.tif") + "\n",
+                      0),
+        0u)
+        << run.out;
+    EXPECT_NE(run.out.find("\nno warning from the library\n"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find("SrFloat"), std::string::npos) << "library timing lines leaked";
+
+    const cv::Mat_<float> truth = readFrame(folder / "burst/truth.tif");
+    const cv::Mat_<float> result = readFrame(folder / "result.tif");
+    const cv::Mat_<float> bicubic = upsample(readFrame(folder / "burst/frame_01.tif"), cv::INTER_CUBIC);
+    ASSERT_EQ(result.size(), truth.size());
+    const Quality ours = compareAligned(result, truth), theirs = compareAligned(bicubic, truth);
+    EXPECT_GT(ours.psnr, theirs.psnr + 0.5) << "super-resolved " << ours.psnr << " dB, bicubic " << theirs.psnr;
+    EXPECT_GT(ours.ssim, theirs.ssim);
+    const cv::Mat preview = cv::imread(folder / "preview.png");
+    EXPECT_EQ(preview.size(), cv::Size(2 * 192 + 8, 144 + 24));
+}
+
+TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
+    TempFolder folder;
+    ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7"}).exitCode, 0);
+    std::vector<std::string> args{"run"};
+    for (int i = 0; i < 7; ++i)
+        args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
+    args.insert(args.end(),
+                {"-o", folder / "result.tif", "--window", "7", "--psf-sigma", "0.683", "--iterations", "10"});
+    const ProgramRun run = vsr(args);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    // The frames overlap almost everywhere: close to the top figure of 2.
+    float figure = 0.0f;
+    const size_t at = run.out.find("quality figure ");
+    ASSERT_NE(at, std::string::npos) << run.out;
+    ASSERT_EQ(std::sscanf(run.out.c_str() + at, "quality figure %f", &figure), 1);
+    EXPECT_GT(figure, 1.8f);
+    EXPECT_LE(figure, 2.0f);
+    EXPECT_EQ(cv::imread(folder / "result.tif", cv::IMREAD_UNCHANGED).size(), cv::Size(128, 96));
+
+    args.insert(args.end(), {"--camera", "k410 FOV 24"});
+    const ProgramRun mixed = vsr(args);
+    EXPECT_EQ(mixed.exitCode, 2);
+    EXPECT_EQ(mixed.err,
+              "vsr run: --camera cannot be combined with --window, --tv-weight, --iterations or --psf-sigma; "
+              "give the blur with --psf-sigma instead (see 'vsr run --help')\n");
+}
+
+TEST(VsrProgram, ShiftsFileHoldsTheTrueShifts) {
+    TempFolder folder;
+    ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "32x24", "--frames", "3", "--reference", "0",
+                   "--max-shift", "0.5", "--bad-pixels", "2"})
+                  .exitCode,
+              0);
+    std::ifstream shifts(folder / "shifts.csv");
+    std::string line;
+    std::getline(shifts, line);
+    EXPECT_EQ(line, "frame,x,y");
+    int rows = 0;
+    while (std::getline(shifts, line)) {
+        int frame = -1;
+        float x = 9.0f, y = 9.0f;
+        ASSERT_EQ(std::sscanf(line.c_str(), "%d,%f,%f", &frame, &x, &y), 3) << line;
+        EXPECT_EQ(frame, rows++);
+        EXPECT_LE(std::abs(x), 0.5f);
+        EXPECT_LE(std::abs(y), 0.5f);
+        if (frame == 2) {
+            EXPECT_EQ(line, "2,0.000000,0.000000");  // the newest frame is the reference
+        }
+    }
+    EXPECT_EQ(rows, 3);
+    EXPECT_TRUE(fs::exists(folder / "bad_pixels.csv"));
+    EXPECT_TRUE(fs::exists(folder / "truth.tif"));
+}
+
+TEST(VsrProgram, VideoModeWritesOneResultPerFrameFromTheFifth) {
+    TempFolder folder;
+    const ProgramRun simulate =
+        vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7", "--noise", "0"});
+    ASSERT_EQ(simulate.exitCode, 0) << simulate.err;
+    cv::VideoWriter video(folder / "burst.avi", cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10.0, {64, 48}, false);
+    ASSERT_TRUE(video.isOpened());
+    for (int i = 0; i < 7; ++i) {
+        cv::Mat grey;
+        readFrame(folder / ("frame_0" + std::to_string(i) + ".tif")).convertTo(grey, CV_8U, 8.0, -60.0);
+        video.write(grey);
+    }
+    video.release();
+    const ProgramRun run = vsr({"run", "--video", folder / "burst.avi", "-o", folder / "results"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, "wrote 3 results to " + (folder / "results") + " (frames 5 to 7)\n");
+    for (int frame = 5; frame <= 7; ++frame) {
+        const cv::Mat_<float> result = readFrame(folder / ("results/frame_00000" + std::to_string(frame) + ".tif"));
+        EXPECT_EQ(result.size(), cv::Size(128, 96));
+    }
+    EXPECT_FALSE(fs::exists(folder / "results/frame_000004.tif"));
+
+    const ProgramRun toVideo = vsr({"run", "--video", folder / "burst.avi", "-o", folder / "results.avi"});
+    ASSERT_EQ(toVideo.exitCode, 0) << toVideo.err;
+    cv::VideoCapture written(folder / "results.avi");
+    cv::Mat frame;
+    int frames = 0;
+    while (written.read(frame)) {
+        EXPECT_EQ(frame.size(), cv::Size(128, 96));
+        ++frames;
+    }
+    EXPECT_EQ(frames, 3);
+}
+
+TEST(VsrProgram, DemoFinishesAndScoresBothMethods) {
+    TempFolder folder;
+    const ProgramRun demo = vsr({"demo", "-o", folder.path()});
+    ASSERT_EQ(demo.exitCode, 0) << demo.err;
+    EXPECT_NE(demo.out.find("super-resolved"), std::string::npos);
+    EXPECT_NE(demo.out.find("bicubic"), std::string::npos);
+    for (const char* name : {"truth.tif", "bicubic.tif", "result.tif", "preview.png"})
+        EXPECT_TRUE(fs::exists(folder / name)) << name;
+}
+
+}  // namespace
+}  // namespace tools
+}  // namespace vorel

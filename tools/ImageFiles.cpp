@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Proprietary
+#include "ImageFiles.h"
+#include "PendingFile.h"
+#include "ToolError.h"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+namespace vorel {
+namespace tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+ToolError unreadable(const std::string& path, const std::string& reason) {
+    return ToolError(ExitCode::UnreadableInput, "cannot read '" + path + "': " + reason);
+}
+
+// Byte order is fixed by the file format, not by the host.
+uint32_t littleEndian32(const unsigned char* bytes) {
+    return uint32_t(bytes[0]) | uint32_t(bytes[1]) << 8 | uint32_t(bytes[2]) << 16 | uint32_t(bytes[3]) << 24;
+}
+
+cv::Mat_<float> readRaw(const std::string& path, cv::Size size) {
+    std::ifstream file(path, std::ios::binary);
+    const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const size_t pixels = size_t(size.width) * size_t(size.height);
+    cv::Mat_<float> frame(size);
+    if (bytes.size() == 4 * pixels) {
+        for (size_t i = 0; i < pixels; ++i) {
+            const uint32_t bits = littleEndian32(&bytes[4 * i]);
+            std::memcpy(&frame(int(i)), &bits, sizeof bits);
+        }
+    } else if (bytes.size() == 2 * pixels) {
+        for (size_t i = 0; i < pixels; ++i)
+            frame(int(i)) = static_cast<int16_t>(uint16_t(bytes[2 * i]) | uint16_t(bytes[2 * i + 1]) << 8);
+    } else {
+        throw unreadable(path, "it has " + std::to_string(bytes.size()) + " bytes, but --size " +
+                                   std::to_string(size.width) + "x" + std::to_string(size.height) + " needs " +
+                                   std::to_string(4 * pixels) + " (float32) or " + std::to_string(2 * pixels) +
+                                   " (int16)");
+    }
+    return frame;
+}
+
+}  // namespace
+
+void requireReadableFile(const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (!fs::exists(status)) throw unreadable(path, "no such file");
+    if (fs::is_directory(status)) throw unreadable(path, "it is a folder");
+    if (access(path.c_str(), R_OK) != 0) throw unreadable(path, "permission denied");
+}
+
+cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
+    requireReadableFile(path);
+    if (!rawSize.empty()) return readRaw(path, rawSize);
+    if (!cv::haveImageReader(path))
+        throw unreadable(path, "unsupported format (PNG and TIFF images, raw files with --size, videos with --video)");
+    const cv::Mat image = cv::imread(path, cv::IMREAD_UNCHANGED);
+    if (image.empty()) throw unreadable(path, "the image data is damaged or of an unsupported kind");
+    if (image.channels() != 1)
+        throw unreadable(
+            path, "unsupported format: " + std::to_string(image.channels()) + " channels, a thermal frame has one");
+    cv::Mat_<float> frame;
+    image.convertTo(frame, CV_32F);
+    return frame;
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    if (!cv::haveImageWriter(path))
+        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "unsupported image format"));
+    PendingFile file(path);
+    bool written = false;
+    try {
+        written = cv::imwrite(file.temporary(), image);
+    } catch (const cv::Exception& error) {
+        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, error.err));
+    }
+    if (!written) throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "the image encoder failed"));
+    file.commit();
+}
+
+}  // namespace tools
+}  // namespace vorel
