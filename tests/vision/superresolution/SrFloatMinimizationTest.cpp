@@ -244,6 +244,40 @@ TEST(SrFloatMinimizationTv, MatchesThePlainFlattenedIndexDefinition) {
     }
 }
 
+// The data part of the system matrix is the sum over frames of the masked
+// back-projection of the sampled estimate, whatever order the minimiser works in.
+TEST(SrFloatMinimizationTv, DataTermIsTheSumOfTheFramesNormalProducts) {
+    const int w = 21, h = 13, frames = 4;
+    SrFloatMinimization m(w, h, frames, 2.0f);
+    Inspector inspector(m);
+    const int wf = inspector.fullWidth(), hf = inspector.fullHeight(), n = wf * hf;
+    std::mt19937 rng(23);
+    inspector.setEstimate(randomValues(rng, n));
+    inspector.computeL();
+    inspector.generatePsfs({{0.3f, -0.1f}, {0.0f, 0.0f}, {-0.45f, 0.35f}, {0.1f, 0.5f}});
+    std::vector<std::vector<char>> maskData(frames, std::vector<char>(w * h));
+    std::bernoulli_distribution keep(0.8);
+    for (auto& mask : maskData)
+        for (char& b : mask) b = keep(rng) ? 1 : 0;
+    std::vector<char*> masks, noMasks;
+    for (auto& mask : maskData) masks.push_back(mask.data());
+
+    const std::vector<float> x = randomValues(rng, n);
+    std::vector<float> withFrames, tvOnly;
+    inspector.gradient(x, masks, withFrames);
+    inspector.gradient(x, noMasks, tvOnly);
+
+    SrFloatConvolution conv(2 * w, 2 * h, 6, 6, 2.0f);
+    std::vector<float> expected(n, 0.0f), low(w * h);
+    std::vector<float> input = x;
+    for (int k = 0; k < frames; ++k) {
+        std::vector<float> kx = inspector.psfX(k), ky = inspector.psfY(k);
+        conv.validCorrToSparse(input.data(), kx.data(), ky.data(), low.data());
+        conv.addFullConvFromSparse(low.data(), kx.data(), ky.data(), masks[k], expected.data());
+    }
+    for (int i = 0; i < n; ++i) ASSERT_NEAR(withFrames[i] - tvOnly[i], expected[i], 1e-4f) << i;
+}
+
 // The system matrix L + sum A'MA must be symmetric and positive semi-definite:
 // this ties the stencil of the gradient to the couplings and the operators to their adjoints.
 TEST(SrFloatMinimizationTv, SystemMatrixIsSymmetricPositiveSemiDefinite) {
