@@ -171,9 +171,8 @@ SrFloatConvolution::SrFloatConvolution(int width, int height, int kernelWidth, i
       factor(factor),
       workMatrix(workRows(width, height, kernelWidth, kernelHeight, factor), width),
       workData(workMatrix[0]),
-      termRows(static_cast<std::size_t>((static_cast<int>(factor) + 1) * std::max(kernelWidth, kernelHeight))),
+      termRows(static_cast<std::size_t>(std::max(kernelWidth, kernelHeight))),
       termWeights(termRows.size()),
-      phaseTermCounts(static_cast<std::size_t>(static_cast<int>(factor))),
       phaseOffsets(static_cast<std::size_t>(static_cast<int>(factor)) + 1) {
     const int step = static_cast<int>(factor);
     phaseOffsets[0] = 0;
@@ -239,113 +238,118 @@ VOREL_DISPATCH_AVX2 void SrFloatConvolution::phasedValidCorrToSparse(const float
     correlate<true>(in, kernelX, kernelY, out);
 }
 
-// Row by row, so that every intermediate is one row that stays in cache. Output
-// column step*m + p only sees taps p, p + step, ..., so each column phase is a sum
-// of contiguous rows; in column-phase order it goes straight into `out`. The work
-// matrix holds the masked frame, a zero-padded row and a row of phases.
-template <bool Accumulate, bool Phased>
-void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
-                                     float* out) {
+// The horizontal pass of the correlation for one full-size row in column-phase
+// order: output j sums the taps k at column step*j + k, which lies in phase k % step.
+void SrFloatConvolution::correlateRow(const float* phasedRow, const float* kernelX, float* out) {
     const int step = static_cast<int>(factor);
-    const int lowWidth = static_cast<int>(width / factor);
-    const int lowHeight = static_cast<int>(height / factor);
-    const int lowSize = lowWidth * lowHeight;
-    const int reach = (kernelWidth + step - 1) / step;
-    const int longestPhase = phaseOffsets[1];
-
-    float* masked = workData;
-    for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
-    float* padded = masked + lowSize;
-    float* row = padded + reach - 1;
-    std::fill(padded, padded + reach - 1 + longestPhase, 0.0f);
-    float* phases = padded + reach - 1 + longestPhase;
-
-    // The horizontal terms of each phase are the same for every row.
-    const int maxTaps = std::max(kernelWidth, kernelHeight);
-    const float** rows = termRows.data();
-    float* weights = termWeights.data();
-    const float** phaseRows = rows + maxTaps;
-    float* phaseWeights = weights + maxTaps;
-    int* phaseTerms = phaseTermCounts.data();
-    for (int p = 0; p < step; ++p) {
-        phaseTerms[p] = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return row - (k - p) / step; },
-                                     phaseRows + p * maxTaps, phaseWeights + p * maxTaps);
-    }
-
-    for (int r = 0; r < fullHeight; ++r) {
-        float* outRow = out + static_cast<std::size_t>(r) * fullWidth;
-        // Taps k with (r - k) even and 0 <= (r - k) / 2 < h, in ascending order.
-        const int firstTap = std::max(r % kRowStep, r - kRowStep * (lowHeight - 1));
-        const int vertical = collectTerms(kernelY, firstTap, std::min(kernelHeight, r + 1), kRowStep,
-                                          [&](int k) { return masked + ((r - k) / kRowStep) * lowWidth; }, rows, weights);
-        if (vertical == 0) {
-            if (!Accumulate) std::fill(outRow, outRow + fullWidth, 0.0f);
-            continue;
-        }
-        combineRows<false>(rows, weights, vertical, lowWidth, row);
-
-        float* target = Phased ? outRow : phases;
-        for (int p = 0; p < step; ++p) {
-            combineRows < Accumulate && Phased > (phaseRows + p * maxTaps, phaseWeights + p * maxTaps, phaseTerms[p],
-                                                  phaseOffsets[p + 1] - phaseOffsets[p], target + phaseOffsets[p]);
-        }
-        if (!Phased) {
-            // Whole rows first: adding while interleaving makes the compiler shuffle `out` too.
-            float* interleaved = Accumulate ? phases + fullWidth : outRow;
-            fromColumnPhases(phases, interleaved);
-            if (Accumulate)
-                for (int c = 0; c < fullWidth; ++c) outRow[c] += interleaved[c];
-        }
-    }
+    const int terms =
+        collectTerms(kernelX, 0, kernelWidth, 1, [&](int k) { return phasedRow + phaseOffsets[k % step] + k / step; },
+                     termRows.data(), termWeights.data());
+    combineRows<false>(termRows.data(), termWeights.data(), terms, static_cast<int>(width / factor), out);
 }
 
-// Output row by output row. Each needed intermediate row (horizontal pass) is
-// computed once into a ring of kh rows; the vertical pass combines rows of the
-// ring. The horizontal pass reads the input row in column-phase order (a
-// row-major input is reordered first), so its taps read contiguous memory.
-template <bool Phased>
-void SrFloatConvolution::correlate(const float* in, const float* kernelX, const float* kernelY, float* out) {
-    const int step = static_cast<int>(factor);
+// Sparse-grid row i of the correlation. Its horizontal rows 2i + k go into a ring
+// of kh rows and each is computed once; rows between the outer non-zero taps are
+// computed even under a zero tap, as a later output row may need them.
+template <typename PhasedRowOf>
+void SrFloatConvolution::correlateGridRow(int i, const float* kernelX, const float* kernelY, PhasedRowOf phasedRowOf,
+                                          float* ring, int& nextRow, float* out) {
     const int lowWidth = static_cast<int>(width / factor);
-    const int lowHeight = static_cast<int>(height / factor);
-
-    float* ring = workData;
-    float* phases = ring + kernelHeight * lowWidth;
-    const int maxTaps = std::max(kernelWidth, kernelHeight);
-    const float** rows = termRows.data();
-    float* weights = termWeights.data();
-    const float** horizontalRows = rows + maxTaps;
-    float* horizontalWeights = weights + maxTaps;
-
-    auto horizontalPass = [&](int r) {
-        const float* source = in + static_cast<std::size_t>(r) * fullWidth;
-        if (!Phased) {
-            toColumnPhases(source, phases);
-            source = phases;
-        }
-        const int terms = collectTerms(kernelX, 0, kernelWidth, 1,
-                                       [&](int k) { return source + phaseOffsets[k % step] + k / step; },
-                                       horizontalRows, horizontalWeights);
-        combineRows<false>(horizontalRows, horizontalWeights, terms, lowWidth, ring + (r % kernelHeight) * lowWidth);
-    };
-
-    // Rows between the outer non-zero taps are computed even under a zero tap:
-    // a later output row may need them.
     int firstTap = 0;
     int lastTap = kernelHeight - 1;
     while (firstTap < kernelHeight && kernelY[firstTap] == 0.0f) ++firstTap;
     while (lastTap > firstTap && kernelY[lastTap] == 0.0f) --lastTap;
-    int nextRow = 0;
-    for (int i = 0; i < lowHeight; ++i) {
-        const int first = kRowStep * i;
-        if (firstTap < kernelHeight) {
-            for (int r = std::max(nextRow, first + firstTap); r <= first + lastTap; ++r) horizontalPass(r);
-            nextRow = first + lastTap + 1;
-        }
-        const int terms = collectTerms(kernelY, 0, kernelHeight, 1,
-                                       [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; }, rows, weights);
-        combineRows<false>(rows, weights, terms, lowWidth, out + i * lowWidth);
+    const int first = kRowStep * i;
+    if (firstTap < kernelHeight) {
+        for (int r = std::max(nextRow, first + firstTap); r <= first + lastTap; ++r)
+            correlateRow(phasedRowOf(r), kernelX, ring + (r % kernelHeight) * lowWidth);
+        nextRow = first + lastTap + 1;
     }
+    const int terms = collectTerms(kernelY, 0, kernelHeight, 1,
+                                   [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; },
+                                   termRows.data(), termWeights.data());
+    combineRows<false>(termRows.data(), termWeights.data(), terms, lowWidth, out);
+}
+
+// Full-size row r of the back-projection from the masked sparse-grid rows. Output
+// column step*m + p only sees taps p, p + step, ..., so each column phase is a sum
+// of contiguous rows; in column-phase order it goes straight into `outRow`.
+// `spread` is a zero-padded row and `phases` one row of scratch (two for a
+// row-major sum).
+template <bool Accumulate, bool Phased, typename MaskedRowOf>
+void SrFloatConvolution::backProjectRow(int r, const float* kernelX, const float* kernelY, MaskedRowOf maskedRowOf,
+                                        float* spread, float* phases, float* outRow) {
+    const int step = static_cast<int>(factor);
+    const int lowWidth = static_cast<int>(width / factor);
+    const int lowHeight = static_cast<int>(height / factor);
+    const float** rows = termRows.data();
+    float* weights = termWeights.data();
+    // Taps k with (r - k) even and 0 <= (r - k) / 2 < h, in ascending order.
+    const int firstTap = std::max(r % kRowStep, r - kRowStep * (lowHeight - 1));
+    const int vertical = collectTerms(kernelY, firstTap, std::min(kernelHeight, r + 1), kRowStep,
+                                      [&](int k) { return maskedRowOf((r - k) / kRowStep); }, rows, weights);
+    if (vertical == 0) {
+        if (!Accumulate) std::fill(outRow, outRow + fullWidth, 0.0f);
+        return;
+    }
+    combineRows<false>(rows, weights, vertical, lowWidth, spread);
+
+    float* target = Phased ? outRow : phases;
+    for (int p = 0; p < step; ++p) {
+        const int terms = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return spread - (k - p) / step; },
+                                       rows, weights);
+        combineRows < Accumulate && Phased > (rows, weights, terms, phaseOffsets[p + 1] - phaseOffsets[p],
+                                              target + phaseOffsets[p]);
+    }
+    if (!Phased) {
+        // Whole rows first: adding while interleaving makes the compiler shuffle `out` too.
+        float* interleaved = Accumulate ? phases + fullWidth : outRow;
+        fromColumnPhases(phases, interleaved);
+        if (Accumulate)
+            for (int c = 0; c < fullWidth; ++c) outRow[c] += interleaved[c];
+    }
+}
+
+// Row by row, so that every intermediate is one row that stays in cache. The
+// work matrix holds the masked frame, the zero-padded spread row and phase rows.
+template <bool Accumulate, bool Phased>
+void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
+                                     float* out) {
+    const int lowWidth = static_cast<int>(width / factor);
+    const int lowSize = lowWidth * static_cast<int>(height / factor);
+    float* masked = workData;
+    for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
+    float* spread = paddedRow(masked + lowSize);
+    float* phases = spread + phaseOffsets[1];
+    for (int r = 0; r < fullHeight; ++r) {
+        backProjectRow<Accumulate, Phased>(r, kernelX, kernelY, [&](int i) { return masked + i * lowWidth; }, spread,
+                                           phases, out + static_cast<std::size_t>(r) * fullWidth);
+    }
+}
+
+// Sparse-grid row by row; a row-major input row is put in column-phase order first.
+template <bool Phased>
+void SrFloatConvolution::correlate(const float* in, const float* kernelX, const float* kernelY, float* out) {
+    const int lowWidth = static_cast<int>(width / factor);
+    float* ring = workData;
+    float* phases = ring + kernelHeight * lowWidth;
+    auto phasedRowOf = [&](int r) {
+        const float* source = in + static_cast<std::size_t>(r) * fullWidth;
+        if (Phased) return source;
+        toColumnPhases(source, phases);
+        return static_cast<const float*>(phases);
+    };
+    int nextRow = 0;
+    for (int i = 0; i < static_cast<int>(height / factor); ++i)
+        correlateGridRow(i, kernelX, kernelY, phasedRowOf, ring, nextRow, out + i * lowWidth);
+}
+
+// Zeroes a spread row with the padding that the phase sums reach back into, and returns its start.
+float* SrFloatConvolution::paddedRow(float* buffer) const {
+    const int step = static_cast<int>(factor);
+    const int reach = (kernelWidth + step - 1) / step;
+    std::fill(buffer, buffer + reach - 1 + phaseOffsets[1], 0.0f);
+    return buffer + reach - 1;
 }
 
 VOREL_DISPATCH_AVX2 void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {

@@ -58,8 +58,8 @@ public:
     void phasedValidCorrToSparse(const float* in, const float* kernelX, const float* kernelY, float* out);
 
     /// Mean of the (2r+1) x (2r+1) window, cut at the image edges (the divisor is
-    /// the number of samples inside). O(1) per pixel. Both sides of `src` must be
-    /// at least 2r+1. `dst` is reallocated only if it is not a float image of src's size.
+    /// the number of samples inside), O(1) per pixel with running sums. `dst` is
+    /// reallocated only if it is not a float image of src's size.
     static void blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst);
 
 private:
@@ -67,6 +67,14 @@ private:
     void backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask, float* out);
     template <bool Phased>
     void correlate(const float* in, const float* kernelX, const float* kernelY, float* out);
+    void correlateRow(const float* phasedRow, const float* kernelX, float* out);
+    template <typename PhasedRowOf>
+    void correlateGridRow(int i, const float* kernelX, const float* kernelY, PhasedRowOf phasedRowOf, float* ring,
+                          int& nextRow, float* out);
+    template <bool Accumulate, bool Phased, typename MaskedRowOf>
+    void backProjectRow(int r, const float* kernelX, const float* kernelY, MaskedRowOf maskedRowOf, float* spread,
+                        float* phases, float* outRow);
+    float* paddedRow(float* buffer) const;
 
     int width;
     int height;
@@ -77,11 +85,9 @@ private:
     float factor;
     cv::Mat_<float> workMatrix;
     float* workData;
-    // Rows and weights of the sums of kernel taps: one set per column phase and
-    // one for the other direction.
+    // Rows and weights of one sum of kernel taps.
     std::vector<const float*> termRows;
     std::vector<float> termWeights;
-    std::vector<int> phaseTermCounts;
     // Start of each column phase within a row, and the row length last.
     std::vector<int> phaseOffsets;
 };
