@@ -53,7 +53,7 @@ deps() {
 build() {
   local dir=$1; shift
   cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
-  cmake --build "$dir" -j "$JOBS"
+  cmake --build "$dir" -j "$JOBS" ${TARGET:+--target "$TARGET"}
 }
 
 run_tests() {
@@ -75,7 +75,7 @@ case "$command" in
       build build
       run_tests build
     fi ;;
-  demo) deps; build build; ./build/tools/vsr demo "$@" ;;
+  demo) deps; TARGET=vsr build build >/dev/null; ./build/tools/vsr demo "$@" ;;
   bench)
     deps; build build
     ./build/bench/vsr_bench --benchmark_min_time=0.5 "$@"
