@@ -4,7 +4,6 @@
 #include "vorel/Dispatch.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 namespace vorel {
