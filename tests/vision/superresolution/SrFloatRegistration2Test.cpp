@@ -39,9 +39,7 @@ public:
     const float* gradY() const { return r.gradY; }
     const float* errImage() const { return r.errImage; }
     const float* errBlurred() const { return r.errBlurred; }
-    double sumGxx() const { return r.sumGxx; }
-    double sumGxy() const { return r.sumGxy; }
-    double sumGyy() const { return r.sumGyy; }
+    cv::Vec3d structureSums() const { return {r.sumGxx, r.sumGxy, r.sumGyy}; }
     const std::vector<cv::Point_<float>>& flowShifts() const { return r.flowShifts; }
 
     void initialize(char** masks, int ref) { r.initialize(masks, ref); }
@@ -330,9 +328,8 @@ TEST(SrFloatRegistration2, InitializeResetsMasksAndTakesTheReferenceGradients) {
             yy += gy * gy;
         }
     }
-    EXPECT_EQ(inspect.sumGxx(), static_cast<float>(xx));
-    EXPECT_EQ(inspect.sumGxy(), static_cast<float>(xy));
-    EXPECT_EQ(inspect.sumGyy(), static_cast<float>(yy));
+    const cv::Vec3f sums(static_cast<float>(xx), static_cast<float>(xy), static_cast<float>(yy));
+    EXPECT_EQ(inspect.structureSums(), cv::Vec3d(sums));
 }
 
 // Reference and frame set directly as smoothed images, so that the step sees them unchanged.
@@ -367,7 +364,9 @@ TEST(SrFloatRegistration2, OpticalFlowSolvesTheOverlapLeastSquaresStep) {
         const cv::Mat_<float>& frame = flow.inspect.blurred(1);
         const float* gradX = flow.inspect.gradX();
         const float* gradY = flow.inspect.gradY();
-        const auto difference = [&](int x, int y) { return double(frame(y + coarse.y, x + coarse.x)) - reference(y, x); };
+        const auto difference = [&](int x, int y) {
+            return static_cast<double>(frame(y + coarse.y, x + coarse.x)) - reference(y, x);
+        };
         double a = 0.0, b = 0.0, c = 0.0, p = 0.0, q = 0.0;
         for (int y = 0; y < flow.height; ++y) {
             for (int x = 0; x < flow.width; ++x) {

@@ -103,7 +103,8 @@ TEST(SuperResolutionBadPixelHandling, DataIsNUCSwitchesTheLimits) {
     for (const bool nuc : {true, false}) {
         SCOPED_TRACE(nuc);
         handling.setDataIsNUC(nuc);
-        EXPECT_EQ(limits(), nuc ? std::make_tuple(-32768.0f, 32767.0f, true) : std::make_tuple(-274.0f, 5000.0f, false));
+        EXPECT_EQ(limits(), nuc ? std::make_tuple(-32768.0f, 32767.0f, true)
+                                : std::make_tuple(-274.0f, 5000.0f, false));
         cv::Mat_<float> copy = frame.clone();
         EXPECT_EQ(handling.detectAndReplaceBadPixel(copy), nuc ? 0 : -2);  // (2, 2) lost two neighbours
         const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
@@ -387,7 +388,8 @@ TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsH
     handling.replaceMaskedPixel(estimate, shifts, frames);
     for (const Row& row : cases) {
         SCOPED_TRACE(testing::Message() << row.r << "," << row.c);
-        EXPECT_EQ(bitsOf(estimate(row.r, row.c)), bitsOf(std::isnan(row.expected) ? fromBits(row.marker) : row.expected));
+        const float expected = std::isnan(row.expected) ? fromBits(row.marker) : row.expected;
+        EXPECT_EQ(bitsOf(estimate(row.r, row.c)), bitsOf(expected));
     }
 
     // Truncation: a position just left of the frame still samples its first column.
