@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace vorel {
@@ -43,8 +44,6 @@ std::uint32_t bitsOf(float value) {
     return bits;
 }
 
-using Colour = cv::Vec<unsigned char, 3>;
-
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
@@ -76,35 +75,47 @@ const Defect kDefects[] = {
     {"below -274", -300.0f, 4, true, Defect::kMin},
 };
 
+// Expects `call` to throw vorel::Exception with this message from this function.
+template <typename Call>
+void expectThrows(Call call, const char* message, const char* function) {
+    try {
+        call();
+        FAIL() << "no exception";
+    } catch (const vorel::Exception& error) {
+        EXPECT_STREQ(error.what(), message);
+        EXPECT_NE(error.place().find(std::string("SuperResolutionBadPixelHandling::") + function + "(..)"),
+                  std::string::npos)
+            << error.place();
+    }
+}
+
 TEST(SuperResolutionBadPixelHandling, DataIsNUCSwitchesTheLimits) {
     SuperResolutionBadPixelHandling handling(5);
-    EXPECT_EQ(Inspector::lowerLimit(handling), -274.0f);
-    EXPECT_EQ(Inspector::upperLimit(handling), 5000.0f);
-    EXPECT_FALSE(Inspector::dataIsNUC(handling));
-
+    const auto limits = [&] {
+        return std::make_tuple(Inspector::lowerLimit(handling), Inspector::upperLimit(handling),
+                               Inspector::dataIsNUC(handling));
+    };
+    EXPECT_EQ(limits(), std::make_tuple(-274.0f, 5000.0f, false));
     cv::Mat_<float> frame = ramp(6, 5);
     frame(2, 2) = 6000.0f;
     frame(2, 3) = -300.0f;
     frame(3, 2) = -40000.0f;
-    handling.setDataIsNUC(true);
-    EXPECT_EQ(Inspector::lowerLimit(handling), -32768.0f);
-    EXPECT_EQ(Inspector::upperLimit(handling), 32767.0f);
-    EXPECT_TRUE(Inspector::dataIsNUC(handling));
-    cv::Mat_<float> counts = frame.clone();
-    EXPECT_EQ(handling.detectAndReplaceBadPixel(counts), 0);
-    EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 0);
-    EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 0);
-    EXPECT_EQ(handling.getDefectMaps().back()(3, 2), 4);
-    EXPECT_EQ(counts(2, 2), 6000.0f);
-    EXPECT_EQ(counts(2, 3), -300.0f);
-
-    handling.setDataIsNUC(false);
-    EXPECT_EQ(Inspector::lowerLimit(handling), -274.0f);
-    EXPECT_EQ(Inspector::upperLimit(handling), 5000.0f);
-    cv::Mat_<float> celsius = frame.clone();
-    handling.detectAndReplaceBadPixel(celsius);
-    EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 5);
-    EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 4);
+    for (const bool nuc : {true, false}) {
+        SCOPED_TRACE(nuc);
+        handling.setDataIsNUC(nuc);
+        EXPECT_EQ(limits(), nuc ? std::make_tuple(-32768.0f, 32767.0f, true)
+                                : std::make_tuple(-274.0f, 5000.0f, false));
+        cv::Mat_<float> copy = frame.clone();
+        EXPECT_EQ(handling.detectAndReplaceBadPixel(copy), nuc ? 0 : -2);  // (2, 2) lost two neighbours
+        const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
+        EXPECT_EQ(map(2, 2), nuc ? 0 : 5);
+        EXPECT_EQ(map(2, 3), nuc ? 0 : 4);
+        EXPECT_EQ(map(3, 2), 4);
+        if (nuc) {
+            EXPECT_EQ(copy(2, 2), 6000.0f);
+            EXPECT_EQ(copy(2, 3), -300.0f);
+        }
+    }
 }
 
 TEST(SuperResolutionBadPixelHandling, MinMaxSkipsInvalidPixelsAndKeepsTheFirstExtreme) {
@@ -163,58 +174,35 @@ TEST(SuperResolutionBadPixelHandling, ReplacementNeedsAllNeighboursInsideAndThre
     EXPECT_EQ(untouched, -1.0f);
 }
 
-TEST(SuperResolutionBadPixelHandling, InteriorDefectsTakeTheNeighbourMean) {
+// On ramp + 100: inside, a defect takes the mean of its four neighbours, on an edge that
+// of three; a corner falls back to the valid range taken before any repair, or to 0.
+TEST(SuperResolutionBadPixelHandling, DefectsTakeTheNeighbourMeanOrFallBackToTheFrameRange) {
+    const std::pair<cv::Point, float> positions[] = {
+        {{4, 3}, 134.0f},
+        {{0, 2}, (121 + 110 + 130) / 3.0f},
+        {{6, 3}, (135 + 126 + 146) / 3.0f},
+        {{3, 0}, (102 + 104 + 113) / 3.0f},
+        {{2, 5}, (151 + 153 + 142) / 3.0f},
+        {{0, 0}, 0.0f}, {{6, 0}, 0.0f}, {{0, 5}, 0.0f}, {{6, 5}, 0.0f}};  // corners
     for (const Defect& defect : kDefects) {
-        SCOPED_TRACE(defect.name);
-        SuperResolutionBadPixelHandling handling(2);
-        cv::Mat_<float> frame = ramp(7, 6);
-        frame(3, 4) = defect.value;
-        EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
-        EXPECT_EQ(frame(3, 4), 34.0f);
-        const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
-        EXPECT_EQ(map(3, 4), defect.code);
-        EXPECT_EQ(cv::countNonZero(map), 1);
-    }
-}
-
-TEST(SuperResolutionBadPixelHandling, EdgeDefectsTakeTheMeanOfThreeNeighbours) {
-    struct Position {
-        cv::Point at;
-        float neighbourSum;
-    };
-    const Position positions[] = {{{0, 2}, 21 + 10 + 30}, {{6, 3}, 35 + 26 + 46}, {{3, 0}, 2 + 4 + 13},
-                                  {{2, 5}, 51 + 53 + 42}};
-    for (const Defect& defect : kDefects) {
-        for (const Position& position : positions) {
-            const cv::Point at = position.at;
-            SCOPED_TRACE(testing::Message() << defect.name << " at " << at);
-            SuperResolutionBadPixelHandling handling(2);
-            cv::Mat_<float> frame = ramp(7, 6);
-            frame(at) = defect.value;
-            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
-            EXPECT_EQ(frame(at), position.neighbourSum / 3.0f);
-            EXPECT_EQ(handling.getDefectMaps().back()(at), defect.code);
-        }
-    }
-}
-
-TEST(SuperResolutionBadPixelHandling, CornerDefectsFallBackToTheFrameRange) {
-    const cv::Point corners[] = {{0, 0}, {6, 0}, {0, 5}, {6, 5}};
-    for (const Defect& defect : kDefects) {
-        for (const cv::Point& at : corners) {
+        for (const auto& position : positions) {
+            const cv::Point at = position.first;
             SCOPED_TRACE(testing::Message() << defect.name << " at " << at);
             SuperResolutionBadPixelHandling handling(2);
             cv::Mat_<float> frame = ramp(7, 6) + 100.0f;
             frame(at) = defect.value;
-            // The range of the valid pixels, taken before any repair.
+            const bool corner = (at.x == 0 || at.x == 6) && (at.y == 0 || at.y == 5);
             const float minVal = at == cv::Point(0, 0) ? 101.0f : 100.0f;
             const float maxVal = at == cv::Point(6, 5) ? 155.0f : 156.0f;
-            const float expected = defect.fallback == Defect::kMin   ? minVal
+            const float expected = !corner                           ? position.second
+                                   : defect.fallback == Defect::kMin ? minVal
                                    : defect.fallback == Defect::kMax ? maxVal
                                                                      : 0.0f;
-            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), defect.changesResult ? -2 : 0);
+            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), corner && defect.changesResult ? -2 : 0);
             EXPECT_EQ(bitsOf(frame(at)), bitsOf(expected));
-            EXPECT_EQ(handling.getDefectMaps().back()(at), defect.code);
+            const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
+            EXPECT_EQ(map(at), defect.code);
+            EXPECT_EQ(cv::countNonZero(map), 1);
         }
     }
 }
@@ -245,15 +233,8 @@ TEST(SuperResolutionBadPixelHandling, MoreThanTenHopelessPixelsThrowAfterStoring
         if (hopeless <= 10) {
             EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), -2);
         } else {
-            try {
-                handling.detectAndReplaceBadPixel(frame);
-                FAIL() << "no exception";
-            } catch (const vorel::Exception& error) {
-                EXPECT_STREQ(error.what(), "Too many defect pixels. No processing possible.");
-                EXPECT_NE(error.place().find("SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(..)"),
-                          std::string::npos)
-                    << error.place();
-            }
+            expectThrows([&] { handling.detectAndReplaceBadPixel(frame); },
+                         "Too many defect pixels. No processing possible.", "detectAndReplaceBadPixel");
         }
         ASSERT_EQ(handling.getDefectMaps().size(), 1u);
         EXPECT_EQ(cv::countNonZero(handling.getDefectMaps()[0]), 4 + run);
@@ -346,29 +327,16 @@ TEST(SuperResolutionBadPixelHandling, MaskClipsBlocksAndSkipsPositionsOffTheEsti
     }
 }
 
-TEST(SuperResolutionBadPixelHandling, MaskRequiresOneShiftPerDefectMap) {
+TEST(SuperResolutionBadPixelHandling, MaskNeedsOneShiftPerDefectMapAndRefillNeedsMaps) {
     SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(1, 1), kNaN}, {cv::Point(2, 2), kNaN}}, 6, 5);
     cv::Mat_<float> estimate(10, 12, 0.0f);
-    try {
-        handling.maskBadPixel(estimate, {cv::Point2f(0.0f, 0.0f)});
-        FAIL() << "no exception";
-    } catch (const vorel::Exception& error) {
-        EXPECT_STREQ(error.what(), "maskBadPixel(): number of shifts ist not equal to number of defectMaps");
-        EXPECT_NE(error.place().find("SuperResolutionBadPixelHandling::maskBadPixel(..)"), std::string::npos);
-    }
+    expectThrows([&] { handling.maskBadPixel(estimate, {cv::Point2f(0.0f, 0.0f)}); },
+                 "maskBadPixel(): number of shifts ist not equal to number of defectMaps", "maskBadPixel");
     EXPECT_EQ(cv::countNonZero(estimate), 0);
-}
 
-TEST(SuperResolutionBadPixelHandling, ReplaceRequiresDefectMaps) {
-    SuperResolutionBadPixelHandling handling(3);
-    cv::Mat_<float> estimate(4, 4, fromBits(132));
-    try {
-        handling.replaceMaskedPixel(estimate, {}, {});
-        FAIL() << "no exception";
-    } catch (const vorel::Exception& error) {
-        EXPECT_STREQ(error.what(), "bad pixel masks not initalized");
-        EXPECT_NE(error.place().find("SuperResolutionBadPixelHandling::replaceMaskedPixel(..)"), std::string::npos);
-    }
+    SuperResolutionBadPixelHandling empty(3);
+    expectThrows([&] { empty.replaceMaskedPixel(estimate, {}, {}); }, "bad pixel masks not initalized",
+                 "replaceMaskedPixel");
 }
 
 // Masking then refilling a nearest-neighbour enlargement of clean frames restores it:
@@ -398,26 +366,31 @@ TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsH
                                                            rows);
     const std::vector<cv::Mat_<float>> frames = {ramp(cols, rows), ramp(cols, rows) + 100.0f};
     const std::vector<cv::Point2f> shifts = {cv::Point2f(0.0f, 0.0f), cv::Point2f(1.4f, -0.7f)};
-    // Comments: the low-resolution (x, y) = (trunc(C / 2 + shift.x), trunc(R / 2 + shift.y))
-    // that each frame offers for estimate pixel (R, C).
+    // Per estimate pixel (R, C): each frame offers low-resolution
+    // (trunc(C / 2 + shift.x), trunc(R / 2 + shift.y)).
+    struct Row {
+        int r, c;
+        std::uint32_t marker;
+        float expected;  // NaN: the marker stays
+    };
+    const Row cases[] = {
+        {2, 4, 130, 103.0f},                     // frame 0 (2, 1) defective; frame 1 (3, 0) valid
+        {3, 5, 132, 103.0f},                     // frame 0 (2, 1) defective; frame 1 (trunc 3.9, trunc 0.8)
+        {2, 2, 129, (11.0f + 102.0f) / 2.0f},    // frame 0 (1, 1) and frame 1 (2, 0) valid
+        {3, 6, 133, kNaN},                       // 133 is not a high-resolution marker
+        {3, 3, 132, (11.0f + 102.0f) / 2.0f},    // frame 0 (1, 1) and frame 1 (2, 0) valid
+        {9, 11, 129, 45.0f},                     // frame 0 (5, 4); frame 1 trunc(6.9) = 6 is outside
+        {0, 4, 132, (2.0f + 103.0f) / 2.0f},     // frame 1 trunc(-0.7) = 0 still samples row 0
+        {2, 6, 130, (13.0f + 104.0f) / 2.0f},    // frame 0 (3, 1) valid there; frame 1 (4, 0)
+    };
     cv::Mat_<float> estimate(2 * rows, 2 * cols, 0.0f);
-    estimate(2, 4) = fromBits(130);   // frame 0 (2, 1) defective; frame 1 (3, 0) valid
-    estimate(3, 5) = fromBits(132);   // frame 0 (2, 1) defective; frame 1 (trunc 3.9, trunc 0.8) = (3, 0)
-    estimate(2, 2) = fromBits(129);   // frame 0 (1, 1) valid; frame 1 (2, 0) valid
-    estimate(3, 6) = fromBits(133);   // 133 is not a high-resolution marker: left alone
-    estimate(3, 3) = fromBits(132);   // frame 0 (1, 1) valid, frame 1 (2, 0) valid
-    estimate(9, 11) = fromBits(129);  // frame 0 (5, 4) valid; frame 1 trunc(6.9) = 6 is outside
-    estimate(0, 4) = fromBits(132);   // frame 0 (2, 0); frame 1 trunc(-0.7) = 0 still samples row 0
-    estimate(2, 6) = fromBits(130);   // frame 0 (3, 1) valid there; frame 1 (4, 0) valid
+    for (const Row& row : cases) estimate(row.r, row.c) = fromBits(row.marker);
     handling.replaceMaskedPixel(estimate, shifts, frames);
-    EXPECT_EQ(estimate(2, 4), 103.0f);
-    EXPECT_EQ(estimate(3, 5), 103.0f);
-    EXPECT_EQ(estimate(2, 2), (11.0f + 102.0f) / 2.0f);
-    EXPECT_EQ(bitsOf(estimate(3, 6)), 133u);
-    EXPECT_EQ(estimate(3, 3), (11.0f + 102.0f) / 2.0f);
-    EXPECT_EQ(estimate(9, 11), 45.0f);
-    EXPECT_EQ(estimate(0, 4), (2.0f + 103.0f) / 2.0f);
-    EXPECT_EQ(estimate(2, 6), (13.0f + 104.0f) / 2.0f);
+    for (const Row& row : cases) {
+        SCOPED_TRACE(testing::Message() << row.r << "," << row.c);
+        const float expected = std::isnan(row.expected) ? fromBits(row.marker) : row.expected;
+        EXPECT_EQ(bitsOf(estimate(row.r, row.c)), bitsOf(expected));
+    }
 
     // Truncation: a position just left of the frame still samples its first column.
     SuperResolutionBadPixelHandling single = withDefects({{cv::Point(4, 4), kNaN}}, cols, rows);
@@ -440,10 +413,9 @@ TEST(SuperResolutionBadPixelHandling, ColorPaintsMarkers129RedAnd130Blue) {
     image(0, 0) = fromBits(129);
     image(1, 2) = fromBits(130);
     image(0, 1) = fromBits(132);
-    const Colour grey(7, 8, 9);
-    cv::Mat_<Colour> picture(2, 3, grey);
+    const cv::Vec3b grey(7, 8, 9), red(0, 0, 255), blue(255, 0, 0);
+    cv::Mat_<cv::Vec3b> picture(2, 3, grey);
     handling.colorBadPixel(image, picture);
-    const Colour red(0, 0, 255), blue(255, 0, 0);
     EXPECT_EQ(picture(0, 0), red);
     EXPECT_EQ(picture(1, 2), blue);
     EXPECT_EQ(picture(0, 1), grey);
