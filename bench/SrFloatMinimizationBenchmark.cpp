@@ -31,8 +31,7 @@ void BM_SrFloatMinimizationMinimize(benchmark::State& state) {
     std::vector<cv::Point2f> shifts;
     for (int k = 0; k < n; ++k) {
         shifts.emplace_back(k == 0 ? 0.0f : shift(rng), k == 0 ? 0.0f : shift(rng));
-        for (int p = 0; p < w * h; ++p)
-            raw[k][p] = scene(p % w - shifts[k].x, p / w - shifts[k].y) + noise(rng);
+        for (int p = 0; p < w * h; ++p) raw[k][p] = scene(p % w - shifts[k].x, p / w - shifts[k].y) + noise(rng);
     }
     std::vector<std::vector<float>> frames = raw;
     std::vector<float*> framePointers;

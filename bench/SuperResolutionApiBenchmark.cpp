@@ -30,7 +30,7 @@ void BM_SuperResolutionApiAddImage(benchmark::State& state) {
     const int height = static_cast<int>(state.range(1));
     // A fixed seed and a cycle of sub-pixel moves: the work, not the scene, is measured.
     vorel::test::SyntheticBurst scene(width, height, 4, 0.6f, 1);
-    const cv::Point2f shifts[] = {{0.0f, 0.0f},  {0.5f, 0.25f},  {-0.25f, 0.5f},
+    const cv::Point2f shifts[] = {{0.0f, 0.0f},   {0.5f, 0.25f},  {-0.25f, 0.5f},
                                   {0.75f, -0.5f}, {0.25f, 0.75f}, {-0.5f, -0.25f}};
     std::vector<cv::Mat_<float>> frames;
     for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, 0.05f));

@@ -15,8 +15,8 @@ static void render(float* frame, float dx, float dy) {
     for (y = 0; y < HEIGHT; ++y) {
         for (x = 0; x < WIDTH; ++x) {
             const double u = x - dx, v = y - dy;
-            frame[y * WIDTH + x] = (float)(28.0 + 4.0 * sin(u * 0.35) * cos(v * 0.3) +
-                                           3.0 * sin((u + 2.0 * v) * 0.15) + 0.05 * u);
+            frame[y * WIDTH + x] =
+                (float)(28.0 + 4.0 * sin(u * 0.35) * cos(v * 0.3) + 3.0 * sin((u + 2.0 * v) * 0.15) + 0.05 * u);
         }
     }
 }
@@ -43,8 +43,10 @@ int main(void) {
         render(frame, shifts[i][0], shifts[i][1]);
         if (SuperResolution_addImage(context, frame) == -999) return fail("SuperResolution_addImage");
     }
-    if (SuperResolution_queryOutputImageSize(context, &width, &height) != 0) return fail("SuperResolution_queryOutputImageSize");
-    if (SuperResolution_getSuperresolutionImage(context, result) != 0) return fail("SuperResolution_getSuperresolutionImage");
+    if (SuperResolution_queryOutputImageSize(context, &width, &height) != 0)
+        return fail("SuperResolution_queryOutputImageSize");
+    if (SuperResolution_getSuperresolutionImage(context, result) != 0)
+        return fail("SuperResolution_getSuperresolutionImage");
 
     low = high = result[0];
     for (i = 1; i < width * height; ++i) {

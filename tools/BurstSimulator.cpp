@@ -77,9 +77,9 @@ Scene sceneFromName(const std::string& name) {
 
 std::string sceneName(Scene scene) {
     switch (scene) {
-    case Scene::Building: return "building";
-    case Scene::People: return "people";
-    case Scene::Star: return "star";
+        case Scene::Building: return "building";
+        case Scene::People: return "people";
+        case Scene::Star: return "star";
     }
     return "";
 }
@@ -89,9 +89,9 @@ BurstSimulator::BurstSimulator(const BurstSettings& settings) : settings_(settin
 float BurstSimulator::value(float x, float y) const {
     const float w = 2.0f * settings_.frameSize.width, h = 2.0f * settings_.frameSize.height;
     switch (settings_.scene) {
-    case Scene::Building: return building(x, y, w, h);
-    case Scene::People: return people(x, y);
-    case Scene::Star: return star(x, y, w, h);
+        case Scene::Building: return building(x, y, w, h);
+        case Scene::People: return people(x, y);
+        case Scene::Star: return star(x, y, w, h);
     }
     return 0.0f;
 }
@@ -99,8 +99,7 @@ float BurstSimulator::value(float x, float y) const {
 cv::Mat_<float> BurstSimulator::render(cv::Point2f shift) const {
     cv::Mat_<float> image(2 * settings_.frameSize.height, 2 * settings_.frameSize.width);
     for (int row = 0; row < image.rows; ++row)
-        for (int col = 0; col < image.cols; ++col)
-            image(row, col) = value(col - 2.0f * shift.x, row - 2.0f * shift.y);
+        for (int col = 0; col < image.cols; ++col) image(row, col) = value(col - 2.0f * shift.x, row - 2.0f * shift.y);
     return image;
 }
 
@@ -127,8 +126,7 @@ Burst BurstSimulator::simulate() const {
             for (int col = 0; col < size.width; ++col)
                 frame(row, col) = scene(2 * row, 2 * col) + static_cast<float>(rng.gaussian(settings_.noise));
         // A defective pixel reads far above any scene temperature.
-        for (const cv::Point& pixel : burst.badPixels)
-            frame(pixel) = 6000.0f;
+        for (const cv::Point& pixel : burst.badPixels) frame(pixel) = 6000.0f;
         burst.frames.push_back(frame);
     }
     burst.truth = render(cv::Point2f());

@@ -71,8 +71,7 @@ int demoCommand(const std::vector<std::string>& argv) {
     settings.verbose = args.has("--verbose");
     const auto reconstructor = Reconstructor::create(burstSettings.frameSize, settings);
     Outcome outcome;
-    for (const cv::Mat_<float>& frame : burst.frames)
-        outcome = reconstructor->add(frame);
+    for (const cv::Mat_<float>& frame : burst.frames) outcome = reconstructor->add(frame);
     const cv::Mat_<float> result = reconstructor->result();
     const cv::Mat_<float> bicubic = upsample(burst.frames[burstSettings.reference], cv::INTER_CUBIC);
 

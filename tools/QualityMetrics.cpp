@@ -68,8 +68,7 @@ Quality compareAligned(const cv::Mat_<float>& image, const cv::Mat_<float>& trut
         }
     };
     for (int dy = -maxShift; dy <= maxShift; ++dy)
-        for (int dx = -maxShift; dx <= maxShift; ++dx)
-            consider(cv::Point2f(dx, dy));
+        for (int dx = -maxShift; dx <= maxShift; ++dx) consider(cv::Point2f(dx, dy));
     const cv::Point2f whole = best.shift;
     for (float dy : {-0.5f, 0.0f, 0.5f})
         for (float dx : {-0.5f, 0.0f, 0.5f})

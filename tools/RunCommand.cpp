@@ -118,10 +118,8 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
     std::cout << "wrote " << output << " (" << result.cols << "x" << result.rows << ", 32-bit float) from "
               << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
     const std::string meaning = last.describe();
-    if (last.code == 0 && !meaning.empty())
-        std::cout << meaning << '\n';
-    else if (!warned)
-        std::cout << "no warning from the library\n";
+    if (last.code == 0 && !meaning.empty()) std::cout << meaning << '\n';
+    else if (!warned) std::cout << "no warning from the library\n";
     if (!preview.empty()) {
         writeImage(preview,
                    sideBySide({upsample(frames[reference], cv::INTER_CUBIC), result}, {"bicubic", "super-resolved"}));

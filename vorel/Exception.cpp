@@ -6,8 +6,7 @@
 
 namespace vorel {
 
-Exception::Exception(std::string message, std::string place)
-    : message_(std::move(message)), place_(std::move(place)) {}
+Exception::Exception(std::string message, std::string place) : message_(std::move(message)), place_(std::move(place)) {}
 
 Exception::~Exception() = default;
 

@@ -17,10 +17,8 @@ public:
     explicit BurstFrameSource(std::vector<cv::Mat> frames) : frames_(std::move(frames)) {}
 
     void nextFrame(cv::OutputArray frame) override {
-        if (next_ < frames_.size())
-            frames_[next_++].copyTo(frame);
-        else
-            frame.release();
+        if (next_ < frames_.size()) frames_[next_++].copyTo(frame);
+        else frame.release();
     }
     void reset() override { next_ = 0; }
 
@@ -45,8 +43,7 @@ std::vector<cv::Mat_<float>> BtvL1::reconstruct(const std::vector<cv::Mat_<float
     }
     const double scale = high > low ? 255.0 / (high - low) : 1.0;
     std::vector<cv::Mat> scaled(burst.size());
-    for (size_t i = 0; i < burst.size(); ++i)
-        burst[i].convertTo(scaled[i], CV_32F, scale, -low * scale);
+    for (size_t i = 0; i < burst.size(); ++i) burst[i].convertTo(scaled[i], CV_32F, scale, -low * scale);
 
     const cv::Ptr<cv::superres::SuperResolution> method = cv::superres::createSuperResolution_BTVL1();
     method->setScale(2);

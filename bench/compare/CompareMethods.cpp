@@ -27,8 +27,8 @@ namespace {
 using namespace vorel::tools;
 
 constexpr int kFrames = 5;
-constexpr int kReference = 1;     // the frame the library reconstructs: 5 frames, reference index 3
-constexpr int kScoreBorder = 10;  // covers BTV-L1's dropped border plus the alignment search
+constexpr int kReference = 1;       // the frame the library reconstructs: 5 frames, reference index 3
+constexpr int kScoreBorder = 10;    // covers BTV-L1's dropped border plus the alignment search
 constexpr int kBtvIterations = 30;  // OpenCV's default of 180 costs six times as much
 
 struct Row {
@@ -45,8 +45,7 @@ double elapsedMs(const vorel::StopWatch& watch) { return 1000.0 * watch.stop(); 
 template <class Work>
 double bestOf(int runs, Work work) {
     double best = work();
-    for (int i = 1; i < runs; ++i)
-        best = std::min(best, work());
+    for (int i = 1; i < runs; ++i) best = std::min(best, work());
     return best;
 }
 
@@ -70,8 +69,7 @@ std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
     add("library", [&] {
         return bestOf(3, [&] {
             const auto reconstructor = Reconstructor::create(settings.frameSize, library);
-            for (int i = 0; i + 1 < kFrames; ++i)
-                reconstructor->add(burst.frames[i]);
+            for (int i = 0; i + 1 < kFrames; ++i) reconstructor->add(burst.frames[i]);
             vorel::StopWatch watch;
             reconstructor->add(burst.frames[kFrames - 1]);
             const double ms = elapsedMs(watch);

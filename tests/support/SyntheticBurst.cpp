@@ -19,9 +19,10 @@ SyntheticBurst::SyntheticBurst(int width, int height, int oversampling, float bl
         const double v = (y + 0.5) / o;
         for (int x = 0; x < fine.cols; ++x) {
             const double u = (x + 0.5) / o;
-            fine(y, x) = static_cast<float>(26.0 + 3.0 * std::sin(u * 6.2832 / width) + 2.0 * std::cos(v * 4.0 / height) +
-                                            1.5 * std::sin(0.9 * u + 0.4 * v) * std::cos(0.5 * u - 0.8 * v) +
-                                            0.8 * std::sin(2.1 * u) * std::sin(1.7 * v));
+            fine(y, x) =
+                static_cast<float>(26.0 + 3.0 * std::sin(u * 6.2832 / width) + 2.0 * std::cos(v * 4.0 / height) +
+                                   1.5 * std::sin(0.9 * u + 0.4 * v) * std::cos(0.5 * u - 0.8 * v) +
+                                   0.8 * std::sin(2.1 * u) * std::sin(1.7 * v));
         }
     }
     // Objects with sharp edges at fine-grid positions, then hot spots of about one frame pixel.

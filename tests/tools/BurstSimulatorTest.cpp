@@ -88,20 +88,17 @@ TEST(BurstSimulator, BadPixelsReadHighAtTheSamePlaceInEveryFrame) {
     const Burst burst = BurstSimulator(settings).simulate();
     ASSERT_EQ(burst.badPixels.size(), 4u);
     for (const cv::Mat_<float>& frame : burst.frames) {
-        for (const cv::Point& pixel : burst.badPixels)
-            EXPECT_EQ(frame(pixel), 6000.0f);
+        for (const cv::Point& pixel : burst.badPixels) EXPECT_EQ(frame(pixel), 6000.0f);
         double high = 0.0;
         cv::Mat_<float> copy = frame.clone();
-        for (const cv::Point& pixel : burst.badPixels)
-            copy(pixel) = 0.0f;
+        for (const cv::Point& pixel : burst.badPixels) copy(pixel) = 0.0f;
         cv::minMaxLoc(copy, nullptr, &high);
         EXPECT_LT(high, 100.0);
     }
 }
 
 TEST(BurstSimulator, SceneNamesRoundTrip) {
-    for (Scene scene : {Scene::Building, Scene::People, Scene::Star})
-        EXPECT_EQ(sceneFromName(sceneName(scene)), scene);
+    for (Scene scene : {Scene::Building, Scene::People, Scene::Star}) EXPECT_EQ(sceneFromName(sceneName(scene)), scene);
     try {
         sceneFromName("forest");
         ADD_FAILURE() << "accepted";

@@ -81,8 +81,7 @@ TEST(ImageFiles, RawFilesAreLittleEndianFloat32OrInt16ByLength) {
     writeBytes(folder / "i.raw", {0x01, 0x00, 0xFF, 0xFF, 0x00, 0x01, 0xFF, 0x7F, 0x00, 0x80, 0x00, 0x00});
     const cv::Mat_<float> counts = readFrame(folder / "i.raw", {2, 3});
     const float expected[] = {1, -1, 256, 32767, -32768, 0};
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(counts(i / 2, i % 2), expected[i]) << i;
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(counts(i / 2, i % 2), expected[i]) << i;
 }
 
 TEST(ImageFiles, ReportsUnreadableInputInOneLine) {

@@ -18,8 +18,7 @@ TEST(Preview, PaletteRunsFromBlackToWhiteAndClips) {
 
 TEST(Preview, PaletteLuminanceRisesSteadily) {
     cv::Mat_<float> ramp(1, 101);
-    for (int i = 0; i <= 100; ++i)
-        ramp(0, i) = static_cast<float>(i);
+    for (int i = 0; i <= 100; ++i) ramp(0, i) = static_cast<float>(i);
     const cv::Mat_<cv::Vec3b> colours = colourize(ramp, 0.0f, 100.0f);
     double previous = -1.0;
     for (int i = 0; i <= 100; i += 5) {
@@ -32,8 +31,7 @@ TEST(Preview, PaletteLuminanceRisesSteadily) {
 
 TEST(Preview, DisplayRangeIgnoresOutliers) {
     cv::Mat_<float> image(20, 20);
-    for (int i = 0; i < 400; ++i)
-        image(i) = static_cast<float>(i % 100);
+    for (int i = 0; i < 400; ++i) image(i) = static_cast<float>(i % 100);
     image(0) = 1e6f;  // a defective pixel
     const cv::Vec2f range = displayRange(image);
     EXPECT_LE(range[0], 1.0f);
@@ -43,8 +41,7 @@ TEST(Preview, DisplayRangeIgnoresOutliers) {
 
 TEST(Preview, SideBySideHasOneCaptionedTilePerImage) {
     cv::Mat_<float> ramp(30, 40);
-    for (int col = 0; col < 40; ++col)
-        ramp.col(col).setTo(static_cast<float>(col));
+    for (int col = 0; col < 40; ++col) ramp.col(col).setTo(static_cast<float>(col));
     const cv::Mat_<float> cold(30, 40, -1.0f);
     const cv::Mat canvas = sideBySide({cold, ramp, ramp}, {"a", "b", "c"});
     EXPECT_EQ(canvas.type(), CV_8UC3);

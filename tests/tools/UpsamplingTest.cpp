@@ -25,8 +25,7 @@ TEST(Upsampling, InputPixelsSitAtTheCentreOfTheirTwoByTwoBlock) {
     // gives 2 (u - 0.5) / 2 + 10 (v - 0.5) / 2 away from the border.
     cv::Mat_<float> ramp(6, 8);
     for (int row = 0; row < 6; ++row)
-        for (int col = 0; col < 8; ++col)
-            ramp(row, col) = 2.0f * col + 10.0f * row;
+        for (int col = 0; col < 8; ++col) ramp(row, col) = 2.0f * col + 10.0f * row;
     const cv::Mat_<float> enlarged = upsample(ramp, cv::INTER_LINEAR);
     for (int v = 1; v < 11; ++v)
         for (int u = 1; u < 15; ++u)

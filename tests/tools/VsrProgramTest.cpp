@@ -31,8 +31,7 @@ struct ProgramRun {
 
 std::string quoted(const std::string& text) {
     std::string result = "'";
-    for (char c : text)
-        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return result + "'";
 }
 
@@ -46,8 +45,7 @@ std::string slurp(const std::string& path) {
 ProgramRun vsr(const std::vector<std::string>& args) {
     const TempFolder capture;
     std::string command = quoted(VSR_PROGRAM);
-    for (const std::string& arg : args)
-        command += " " + quoted(arg);
+    for (const std::string& arg : args) command += " " + quoted(arg);
     command += " >" + quoted(capture / "out") + " 2>" + quoted(capture / "err") + " </dev/null";
     const int status = std::system(command.c_str());
     ProgramRun run;
@@ -67,8 +65,7 @@ void writeFrames(const TempFolder& folder, const std::vector<cv::Size>& sizes) {
 
 std::vector<std::string> framePaths(const TempFolder& folder, int count) {
     std::vector<std::string> paths;
-    for (int i = 0; i < count; ++i)
-        paths.push_back(folder / ("f" + std::to_string(i) + ".tif"));
+    for (int i = 0; i < count; ++i) paths.push_back(folder / ("f" + std::to_string(i) + ".tif"));
     return paths;
 }
 
@@ -198,8 +195,7 @@ TEST(VsrProgram, SimulateThenRunBeatsBicubicAgainstTheWrittenTruth) {
     EXPECT_EQ(simulate.out, "wrote 5 frames of 96x72, truth.tif and shifts.csv to " + (folder / "burst") +
                                 "\nreference frame: frame_01.tif\n");
     std::vector<std::string> args{"run"};
-    for (int i = 0; i < 5; ++i)
-        args.push_back(folder / ("burst/frame_0" + std::to_string(i) + ".tif"));
+    for (int i = 0; i < 5; ++i) args.push_back(folder / ("burst/frame_0" + std::to_string(i) + ".tif"));
     args.insert(args.end(), {"-o", folder / "result.tif", "--preview", folder / "preview.png"});
     const ProgramRun run = vsr(args);
     ASSERT_EQ(run.exitCode, 0) << run.err;
@@ -227,8 +223,7 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     TempFolder folder;
     ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "64x48", "--frames", "7"}).exitCode, 0);
     std::vector<std::string> args{"run"};
-    for (int i = 0; i < 7; ++i)
-        args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
+    for (int i = 0; i < 7; ++i) args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
     args.insert(args.end(),
                 {"-o", folder / "result.tif", "--window", "7", "--psf-sigma", "0.683", "--iterations", "10"});
     const ProgramRun run = vsr(args);

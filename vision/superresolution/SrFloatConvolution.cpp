@@ -241,9 +241,9 @@ VOREL_DISPATCH_AVX2 void SrFloatConvolution::phasedValidCorrToSparse(const float
 // order: output j sums the taps k at column step*j + k, which lies in phase k % step.
 void SrFloatConvolution::correlateRow(const float* phasedRow, const float* kernelX, float* out) {
     const int step = static_cast<int>(factor);
-    const int terms =
-        collectTerms(kernelX, 0, kernelWidth, 1, [&](int k) { return phasedRow + phaseOffsets[k % step] + k / step; },
-                     termRows.data(), termWeights.data());
+    const int terms = collectTerms(
+        kernelX, 0, kernelWidth, 1, [&](int k) { return phasedRow + phaseOffsets[k % step] + k / step; },
+        termRows.data(), termWeights.data());
     combineRows<false>(termRows.data(), termWeights.data(), terms, static_cast<int>(width / factor), out);
 }
 
@@ -264,9 +264,9 @@ void SrFloatConvolution::correlateGridRow(int i, const float* kernelX, const flo
             correlateRow(phasedRowOf(r), kernelX, ring + (r % kernelHeight) * lowWidth);
         nextRow = first + lastTap + 1;
     }
-    const int terms = collectTerms(kernelY, 0, kernelHeight, 1,
-                                   [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; },
-                                   termRows.data(), termWeights.data());
+    const int terms = collectTerms(
+        kernelY, 0, kernelHeight, 1, [&](int k) { return ring + ((first + k) % kernelHeight) * lowWidth; },
+        termRows.data(), termWeights.data());
     combineRows<false>(termRows.data(), termWeights.data(), terms, lowWidth, out);
 }
 
@@ -285,8 +285,9 @@ void SrFloatConvolution::backProjectRow(int r, const float* kernelX, const float
     float* weights = termWeights.data();
     // Taps k with (r - k) even and 0 <= (r - k) / 2 < h, in ascending order.
     const int firstTap = std::max(r % kRowStep, r - kRowStep * (lowHeight - 1));
-    const int vertical = collectTerms(kernelY, firstTap, std::min(kernelHeight, r + 1), kRowStep,
-                                      [&](int k) { return maskedRowOf((r - k) / kRowStep); }, rows, weights);
+    const int vertical = collectTerms(
+        kernelY, firstTap, std::min(kernelHeight, r + 1), kRowStep,
+        [&](int k) { return maskedRowOf((r - k) / kRowStep); }, rows, weights);
     if (vertical == 0) {
         if (!Accumulate) std::fill(outRow, outRow + fullWidth, 0.0f);
         return;
@@ -295,10 +296,10 @@ void SrFloatConvolution::backProjectRow(int r, const float* kernelX, const float
 
     float* target = Phased ? outRow : phases;
     for (int p = 0; p < step; ++p) {
-        const int terms = collectTerms(kernelX, p, kernelWidth, step, [&](int k) { return spread - (k - p) / step; },
-                                       rows, weights);
-        combineRows < Accumulate && Phased > (rows, weights, terms, phaseOffsets[p + 1] - phaseOffsets[p],
-                                              target + phaseOffsets[p]);
+        const int terms = collectTerms(
+            kernelX, p, kernelWidth, step, [&](int k) { return spread - (k - p) / step; }, rows, weights);
+        combineRows<Accumulate && Phased>(rows, weights, terms, phaseOffsets[p + 1] - phaseOffsets[p],
+                                          target + phaseOffsets[p]);
     }
     if (!Phased) {
         // Whole rows first: adding while interleaving makes the compiler shuffle `out` too.
@@ -321,8 +322,9 @@ void SrFloatConvolution::backProject(const float* in, const float* kernelX, cons
     float* spread = paddedRow(masked + lowSize);
     float* phases = spread + phaseOffsets[1];
     for (int r = 0; r < fullHeight; ++r) {
-        backProjectRow<Accumulate, Phased>(r, kernelX, kernelY, [&](int i) { return masked + i * lowWidth; }, spread,
-                                           phases, out + static_cast<std::size_t>(r) * fullWidth);
+        backProjectRow<Accumulate, Phased>(
+            r, kernelX, kernelY, [&](int i) { return masked + i * lowWidth; }, spread, phases,
+            out + static_cast<std::size_t>(r) * fullWidth);
     }
 }
 
@@ -351,7 +353,8 @@ float* SrFloatConvolution::paddedRow(float* buffer) const {
     return buffer + reach - 1;
 }
 
-VOREL_DISPATCH_AVX2 void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& src, int radius,
+                                                                 cv::Mat_<float>& dst) {
     const int rows = src.rows;
     const int cols = src.cols;
     if (dst.dims != 2 || dst.rows != rows || dst.cols != cols || !dst.data) dst.create(rows, cols);

@@ -205,8 +205,8 @@ void SrFloatMinimization::generatePsfs(int nFrames, cv::Point_<float>* shifts) {
     }
 }
 
-VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex, float** frames, cv::Point_<float>* shifts, char** masks,
-                                  float* out) {
+VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex, float** frames,
+                                                      cv::Point_<float>* shifts, char** masks, float* out) {
     const int lowSize = width * height;
     const float* reference = frames[refIndex];
     double sum = 0.0;

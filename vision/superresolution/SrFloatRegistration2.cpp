@@ -59,10 +59,27 @@ cv::Mat cloneWithBorder(const cv::Mat& level) {
 }  // namespace
 
 SrFloatRegistration2::SrFloatRegistration2(int width, int height, int numFrames)
-    : width(width), height(height), size(width * height), numFrames(numFrames), numPrepared(0), regError(0.0001f),
-      blurRadius(5), regErrBlurRadius(3), flowWinSize(21), blurredFrames(numFrames), pyramids(numFrames),
-      gradX(new float[size]()), gradY(new float[size]()), errImage(new float[size]()), rangeMax(-FLT_MAX),
-      rangeMin(FLT_MAX), scale(0.0f), offset(0.0f), sumGxx(0.0f), sumGxy(0.0f), sumGyy(0.0f),
+    : width(width),
+      height(height),
+      size(width * height),
+      numFrames(numFrames),
+      numPrepared(0),
+      regError(0.0001f),
+      blurRadius(5),
+      regErrBlurRadius(3),
+      flowWinSize(21),
+      blurredFrames(numFrames),
+      pyramids(numFrames),
+      gradX(new float[size]()),
+      gradY(new float[size]()),
+      errImage(new float[size]()),
+      rangeMax(-FLT_MAX),
+      rangeMin(FLT_MAX),
+      scale(0.0f),
+      offset(0.0f),
+      sumGxx(0.0f),
+      sumGxy(0.0f),
+      sumGyy(0.0f),
       errBlurred(new float[size]()) {}
 
 SrFloatRegistration2::SrFloatRegistration2(const SrFloatRegistration2& other)
@@ -77,7 +94,7 @@ SrFloatRegistration2& SrFloatRegistration2::operator=(const SrFloatRegistration2
         std::unique_ptr<float[]> fresh[4];
         for (auto& buffer : fresh) buffer.reset(new float[other.size]);
         for (int i = 0; i < 4; ++i) {
-            delete[] *buffers[i];
+            delete[] * buffers[i];
             *buffers[i] = fresh[i].release();
         }
     }
@@ -285,8 +302,8 @@ VOREL_DISPATCH_AVX2 void SrFloatRegistration2::initialize(char** masks, int ref)
     sumGyy = static_cast<float>(laneTotal(yy));
 }
 
-VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse,
-                                                    char* mask) {
+VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned int frame,
+                                                                        cv::Point_<int> coarse, char* mask) {
     const cv::Mat_<float>& reference = blurredFrames[ref];
     const cv::Mat_<float>& moved = blurredFrames[frame];
     const Overlap overlap = overlapOf(coarse.x, coarse.y, width, height);
@@ -372,7 +389,8 @@ VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned
         const float* blurredError = errBlurred;
         for (int y = valid.refY; y < valid.refY + valid.rows; ++y) {
             const std::size_t start = static_cast<std::size_t>(y) * width + valid.refX;
-            for (std::size_t i = start; i < start + valid.cols; ++i) mask[i] |= static_cast<char>(limit > blurredError[i]);
+            for (std::size_t i = start; i < start + valid.cols; ++i)
+                mask[i] |= static_cast<char>(limit > blurredError[i]);
         }
     }
     return shift;
@@ -392,8 +410,8 @@ void SrFloatRegistration2::shiftFrame(float* const in, cv::Point_<float>& shift,
     shift.x -= static_cast<float>(rx);
 }
 
-int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts,
-                                         char** masks, float** shifted) {
+int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,
+                                         float** shifted) {
     const int result = registerFrames(n, ref, frames, shifts, masks);
     if (result != 0) return result;
     if (static_cast<int>(completeShifts.size()) < n) completeShifts.resize(n);

@@ -14,8 +14,8 @@ namespace vision {
 namespace {
 
 // Camera markers are denormal floats told apart by their bit pattern only.
-constexpr std::uint32_t kMarkerMax = 129;   // repaired with the frame's maximum
-constexpr std::uint32_t kMarkerMin = 130;   // repaired with the frame's minimum
+constexpr std::uint32_t kMarkerMax = 129;  // repaired with the frame's maximum
+constexpr std::uint32_t kMarkerMin = 130;  // repaired with the frame's minimum
 constexpr std::uint32_t kMarkerDead = 132;
 constexpr std::uint32_t kMarkerDead2 = 133;
 
@@ -43,7 +43,10 @@ bool isValid(float value, float lowerLimit, float upperLimit) {
 }  // namespace
 
 SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int numFrames)
-    : numFrames(numFrames), lowerLimit(-274.0f), upperLimit(5000.0f), dataIsNUC(false),
+    : numFrames(numFrames),
+      lowerLimit(-274.0f),
+      upperLimit(5000.0f),
+      dataIsNUC(false),
       neighbours{cv::Point(-1, 0), cv::Point(1, 0), cv::Point(0, -1), cv::Point(0, 1)} {}
 
 SuperResolutionBadPixelHandling::~SuperResolutionBadPixelHandling() = default;

@@ -21,7 +21,9 @@ public:
     std::vector<float> baseKernel() const { return {m.baseKernel, m.baseKernel + m.kernelSize}; }
     std::vector<float> psfX(int k) const { return {m.psfX[k], m.psfX[k] + m.kernelSize}; }
     std::vector<float> psfY(int k) const { return {m.psfY[k], m.psfY[k] + m.kernelSize}; }
-    void generatePsfs(std::vector<cv::Point2f> shifts) { m.generatePsfs(static_cast<int>(shifts.size()), shifts.data()); }
+    void generatePsfs(std::vector<cv::Point2f> shifts) {
+        m.generatePsfs(static_cast<int>(shifts.size()), shifts.data());
+    }
     int fullWidth() const { return m.fullWidth; }
     int fullHeight() const { return m.fullHeight; }
     void setEstimate(const std::vector<float>& rowMajor) { toPhases(rowMajor, m.estimate); }
@@ -343,7 +345,8 @@ TEST(SrFloatMinimization, WithoutIterationsReturnsTheDenormalisedBackProjection)
     SrFloatMinimization m(w, h, 3, 2.0f);
     m.setMaxIter(0);
     std::vector<float> out(160 * 120);
-    EXPECT_EQ(m.minimize(3, 1, burst.framePointers.data(), burst.shifts.data(), burst.maskPointers.data(), out.data()), 0);
+    EXPECT_EQ(m.minimize(3, 1, burst.framePointers.data(), burst.shifts.data(), burst.maskPointers.data(), out.data()),
+              0);
 
     double mean = 0.0, squares = 0.0;
     for (float v : raw[1]) mean += v;
@@ -376,9 +379,9 @@ TEST(SrFloatMinimization, IterationBudgetIsSharedByTheRuns) {
         SrFloatMinimization m(w, h, 4, 2.0f);
         m.setMaxIter(budget);
         m.setRelRes(1e-9f);  // never met: every run spends all it is given
-        EXPECT_EQ(m.minimize(4, 0, burst.framePointers.data(), burst.shifts.data(), burst.maskPointers.data(),
-                             out.data()),
-                  budget);
+        EXPECT_EQ(
+            m.minimize(4, 0, burst.framePointers.data(), burst.shifts.data(), burst.maskPointers.data(), out.data()),
+            budget);
     }
     Burst burst = randomBurst(w, h, 4, 33);
     SrFloatMinimization m(w, h, 4, 2.0f);
@@ -390,8 +393,8 @@ TEST(SrFloatMinimization, IterationBudgetIsSharedByTheRuns) {
     Burst again = randomBurst(w, h, 4, 33);
     SrFloatMinimization loose(w, h, 4, 2.0f);
     loose.setRelRes(0.2f);
-    const int total = loose.minimize(4, 0, again.framePointers.data(), again.shifts.data(),
-                                     again.maskPointers.data(), out.data());
+    const int total =
+        loose.minimize(4, 0, again.framePointers.data(), again.shifts.data(), again.maskPointers.data(), out.data());
     EXPECT_GT(total, 0);
     EXPECT_LE(total, 8);
 }

@@ -69,7 +69,8 @@ public:
             const double wavelength = rng.uniform(shortest, longest);
             const double angle = rng.uniform(0.0, CV_PI);
             const double k = 2.0 * CV_PI / wavelength;
-            waves.push_back({rng.uniform(0.3, 1.0), k * std::cos(angle), k * std::sin(angle), rng.uniform(0.0, 2 * CV_PI)});
+            waves.push_back(
+                {rng.uniform(0.3, 1.0), k * std::cos(angle), k * std::sin(angle), rng.uniform(0.0, 2 * CV_PI)});
         }
     }
 
@@ -104,8 +105,13 @@ struct Window {
     std::vector<cv::Point_<float>> shifts;
 
     Window(int width, int height, int n)
-        : width(width), height(height), n(n), frames(n), shifted(n, std::vector<float>(width * height, -7.0f)),
-          masks(n, std::vector<char>(width * height, 5)), shifts(n, cv::Point_<float>(-7.0f, -7.0f)) {
+        : width(width),
+          height(height),
+          n(n),
+          frames(n),
+          shifted(n, std::vector<float>(width * height, -7.0f)),
+          masks(n, std::vector<char>(width * height, 5)),
+          shifts(n, cv::Point_<float>(-7.0f, -7.0f)) {
         for (int k = 0; k < n; ++k) {
             shiftedPtrs.push_back(shifted[k].data());
             maskPtrs.push_back(masks[k].data());
@@ -264,7 +270,7 @@ TEST(SrFloatRegistration2, KeepsTheIntensityMappingOrRenewsItFromOneFrame) {
     SrFloatRegistration2 registration(width, height, 3);
     Inspector inspect(registration);
     struct Row {
-        float low, high;        // the frame's smoothed range
+        float low, high;           // the frame's smoothed range
         float rangeMin, rangeMax;  // the mapping afterwards
         uchar lowByte, highByte;   // the 8-bit values of the two halves
     };
@@ -337,7 +343,7 @@ struct FlowCase {
     int width = 64, height = 48;
     SrFloatRegistration2 registration{width, height, 2};
     Inspector inspect{registration};
-    std::vector<std::vector<char>> masks{2, std::vector<char>(width * height, 5)};
+    std::vector<std::vector<char>> masks{2, std::vector<char>(width* height, 5)};
     char* maskPtrs[2] = {masks[0].data(), masks[1].data()};
 
     FlowCase(const Scene& scene, cv::Point2d shift) {
@@ -438,9 +444,12 @@ TEST(SrFloatRegistration2, ShiftFrameMovesLinearlyAndKeepsTheRemainder) {
     std::vector<float> in(width * height);
     for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<float>(i + 1);
     // The move is linear: a row's last pixel comes from the next row's first.
-    const std::pair<cv::Point_<float>, cv::Point_<float>> rows[] = {  // shift, remainder
-        {{2.0f, -1.0f}, {0.0f, 0.0f}},   {{0.5f, -0.5f}, {-0.5f, -0.5f}}, {{-0.5f, 0.25f}, {-0.5f, 0.25f}},
-        {{-1.75f, 1.5f}, {0.25f, -0.5f}}, {{3.0f, 4.0f}, {0.0f, 0.0f}}};
+    const std::pair<cv::Point_<float>, cv::Point_<float>> rows[] = {// shift, remainder
+                                                                    {{2.0f, -1.0f}, {0.0f, 0.0f}},
+                                                                    {{0.5f, -0.5f}, {-0.5f, -0.5f}},
+                                                                    {{-0.5f, 0.25f}, {-0.5f, 0.25f}},
+                                                                    {{-1.75f, 1.5f}, {0.25f, -0.5f}},
+                                                                    {{3.0f, 4.0f}, {0.0f, 0.0f}}};
     SrFloatRegistration2 registration(width, height, 1);
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.first);

@@ -82,8 +82,13 @@ std::string thrownText(const std::function<void()>& call) {
 
 // Every stored setting, in a comparable form.
 std::vector<float> settings(const Engine& e) {
-    return {static_cast<float>(e.getReferenceIndex()), e.getMinStructureThreshold(), e.getRegError(), e.getPsfSigma(),
-            e.getWeightTV(), e.getRelativeResidue(), static_cast<float>(e.getMaxCGIters())};
+    return {static_cast<float>(e.getReferenceIndex()),
+            e.getMinStructureThreshold(),
+            e.getRegError(),
+            e.getPsfSigma(),
+            e.getWeightTV(),
+            e.getRelativeResidue(),
+            static_cast<float>(e.getMaxCGIters())};
 }
 
 TEST(SrFloat, SizesAndDefaults) {
@@ -202,8 +207,8 @@ TEST(SrFloat, ComputeSRReportsPhasesAndSrFactor) {
     EXPECT_TRUE(allFinite(out));
     // Labels padded so that the numbers line up; the numbers are non-negative milliseconds.
     std::string pattern = "\\+{10} SrFloat \\+{10}\n";
-    for (const char* label : {" registration:         ", " large_displacement:   ", " minimization:         ",
-                              " save\\+srfactor calc:   "})
+    for (const char* label :
+         {" registration:         ", " large_displacement:   ", " minimization:         ", " save\\+srfactor calc:   "})
         pattern += std::string(label) + "[0-9][0-9.e+-]* ?\\[ms\\]\n";
     EXPECT_TRUE(std::regex_match(printed, std::regex(pattern + "\\+{29}\n"))) << printed;
 

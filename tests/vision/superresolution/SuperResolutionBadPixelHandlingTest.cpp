@@ -19,8 +19,8 @@ namespace vision {
 
 class SuperResolutionBadPixelHandlingInspector {
 public:
-    static bool replacement(const SuperResolutionBadPixelHandling& handling, const cv::Mat_<float>& image, int x,
-                            int y, float& value) {
+    static bool replacement(const SuperResolutionBadPixelHandling& handling, const cv::Mat_<float>& image, int x, int y,
+                            float& value) {
         return handling.getReplacementValue_(image, x, y, value);
     }
     static float lowerLimit(const SuperResolutionBadPixelHandling& handling) { return handling.lowerLimit; }
@@ -103,8 +103,8 @@ TEST(SuperResolutionBadPixelHandling, DataIsNUCSwitchesTheLimits) {
     for (const bool nuc : {true, false}) {
         SCOPED_TRACE(nuc);
         handling.setDataIsNUC(nuc);
-        EXPECT_EQ(limits(), nuc ? std::make_tuple(-32768.0f, 32767.0f, true)
-                                : std::make_tuple(-274.0f, 5000.0f, false));
+        EXPECT_EQ(limits(),
+                  nuc ? std::make_tuple(-32768.0f, 32767.0f, true) : std::make_tuple(-274.0f, 5000.0f, false));
         cv::Mat_<float> copy = frame.clone();
         EXPECT_EQ(handling.detectAndReplaceBadPixel(copy), nuc ? 0 : -2);  // (2, 2) lost two neighbours
         const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
@@ -155,11 +155,11 @@ TEST(SuperResolutionBadPixelHandling, ReplacementNeedsAllNeighboursInsideAndThre
     };
     image(1, 3) = kNaN;  // spoils one neighbour of (2, 1) and of (3, 2)
     const Row rows[] = {
-        {2, 2, true, 22.0f},                              // interior, four valid neighbours
-        {2, 1, false, (11.0f + 2.0f + 22.0f) / 3.0f},     // interior with three: mean written, not accepted
-        {0, 2, true, (21.0f + 10.0f + 30.0f) / 3.0f},     // left edge, three neighbours
-        {4, 1, false, (4.0f + 24.0f) / 2.0f},             // right edge missing (3, 1)
-        {0, 0, false, (1.0f + 10.0f) / 2.0f},             // a corner never qualifies
+        {2, 2, true, 22.0f},                           // interior, four valid neighbours
+        {2, 1, false, (11.0f + 2.0f + 22.0f) / 3.0f},  // interior with three: mean written, not accepted
+        {0, 2, true, (21.0f + 10.0f + 30.0f) / 3.0f},  // left edge, three neighbours
+        {4, 1, false, (4.0f + 24.0f) / 2.0f},          // right edge missing (3, 1)
+        {0, 0, false, (1.0f + 10.0f) / 2.0f},          // a corner never qualifies
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.x << "," << row.y);
@@ -177,13 +177,15 @@ TEST(SuperResolutionBadPixelHandling, ReplacementNeedsAllNeighboursInsideAndThre
 // On ramp + 100: inside, a defect takes the mean of its four neighbours, on an edge that
 // of three; a corner falls back to the valid range taken before any repair, or to 0.
 TEST(SuperResolutionBadPixelHandling, DefectsTakeTheNeighbourMeanOrFallBackToTheFrameRange) {
-    const std::pair<cv::Point, float> positions[] = {
-        {{4, 3}, 134.0f},
-        {{0, 2}, (121 + 110 + 130) / 3.0f},
-        {{6, 3}, (135 + 126 + 146) / 3.0f},
-        {{3, 0}, (102 + 104 + 113) / 3.0f},
-        {{2, 5}, (151 + 153 + 142) / 3.0f},
-        {{0, 0}, 0.0f}, {{6, 0}, 0.0f}, {{0, 5}, 0.0f}, {{6, 5}, 0.0f}};  // corners
+    const std::pair<cv::Point, float> positions[] = {{{4, 3}, 134.0f},
+                                                     {{0, 2}, (121 + 110 + 130) / 3.0f},
+                                                     {{6, 3}, (135 + 126 + 146) / 3.0f},
+                                                     {{3, 0}, (102 + 104 + 113) / 3.0f},
+                                                     {{2, 5}, (151 + 153 + 142) / 3.0f},
+                                                     {{0, 0}, 0.0f},
+                                                     {{6, 0}, 0.0f},
+                                                     {{0, 5}, 0.0f},
+                                                     {{6, 5}, 0.0f}};  // corners
     for (const Defect& defect : kDefects) {
         for (const auto& position : positions) {
             const cv::Point at = position.first;
@@ -213,7 +215,7 @@ TEST(SuperResolutionBadPixelHandling, RepairsInScanOrderSoEarlierFixesServeAsNei
     frame(2, 2) = fromBits(129);  // its right neighbour is still defective when it is visited
     frame(2, 3) = kNaN;
     EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
-    EXPECT_EQ(frame(2, 2), 45.0f);                                  // the frame's maximum
+    EXPECT_EQ(frame(2, 2), 45.0f);                                   // the frame's maximum
     EXPECT_EQ(frame(2, 3), (45.0f + 24.0f + 13.0f + 33.0f) / 4.0f);  // uses the repaired pixel
     EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 2);
     EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 3);
@@ -289,7 +291,7 @@ TEST(SuperResolutionBadPixelHandling, MaskWritesSevenBySevenMarkerBlocks) {
         std::uint32_t marker;
     };
     const Row rows[] = {{"130", fromBits(130), 130}, {"129", fromBits(129), 129}, {"NaN", kNaN, 132},
-                        {"133", fromBits(133), 132}, {"above", 6000.0f, 132},       {"below", -300.0f, 132}};
+                        {"133", fromBits(133), 132}, {"above", 6000.0f, 132},     {"below", -300.0f, 132}};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(5, 4), row.value}}, 10, 8);
@@ -310,13 +312,13 @@ TEST(SuperResolutionBadPixelHandling, MaskClipsBlocksAndSkipsPositionsOffTheEsti
         std::size_t marked;
     };
     const Row rows[] = {
-        {{0.0f, 0.0f}, 5u * 4u},   // (18, 0): columns 15..19, rows 0..3
-        {{-2.0f, 0.0f}, 1u * 4u},  // (22, 0): only column 19 is inside
-        {{-3.0f, 0.0f}, 0u},       // (24, 0): entirely right of the estimate
-        {{9.5f, 0.0f}, 0u},        // hx = -1 < 0
-        {{0.0f, 0.5f}, 0u},        // hy = -1 < 0
-        {{0.0f, -8.0f}, 0u},       // hy = 16 = rows
-        {{0.0f, -7.75f}, 5u * 4u}, // hy = 15.5: rows 12..15
+        {{0.0f, 0.0f}, 5u * 4u},    // (18, 0): columns 15..19, rows 0..3
+        {{-2.0f, 0.0f}, 1u * 4u},   // (22, 0): only column 19 is inside
+        {{-3.0f, 0.0f}, 0u},        // (24, 0): entirely right of the estimate
+        {{9.5f, 0.0f}, 0u},         // hx = -1 < 0
+        {{0.0f, 0.5f}, 0u},         // hy = -1 < 0
+        {{0.0f, -8.0f}, 0u},        // hy = 16 = rows
+        {{0.0f, -7.75f}, 5u * 4u},  // hy = 15.5: rows 12..15
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.shift);
@@ -343,9 +345,8 @@ TEST(SuperResolutionBadPixelHandling, MaskNeedsOneShiftPerDefectMapAndRefillNeed
 // every marked pixel is refilled from the frames that are valid there.
 TEST(SuperResolutionBadPixelHandling, MaskAndRefillRestoreAnEnlargedImage) {
     const int cols = 10, rows = 8;
-    SuperResolutionBadPixelHandling handling =
-        withDefects({{cv::Point(2, 2), kNaN}, {cv::Point(7, 2), fromBits(129)}, {cv::Point(4, 6), 6000.0f}}, cols,
-                    rows);
+    SuperResolutionBadPixelHandling handling = withDefects(
+        {{cv::Point(2, 2), kNaN}, {cv::Point(7, 2), fromBits(129)}, {cv::Point(4, 6), 6000.0f}}, cols, rows);
     const std::vector<cv::Mat_<float>> frames(3, ramp(cols, rows));
     const std::vector<cv::Point2f> shifts(3, cv::Point2f(0.0f, 0.0f));
     cv::Mat_<float> enlarged(2 * rows, 2 * cols);
@@ -362,8 +363,8 @@ TEST(SuperResolutionBadPixelHandling, MaskAndRefillRestoreAnEnlargedImage) {
 
 TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsHopelessMarkers) {
     const int cols = 6, rows = 5;
-    SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(2, 1), kNaN}, {cv::Point(3, 1), kNaN}}, cols,
-                                                           rows);
+    SuperResolutionBadPixelHandling handling =
+        withDefects({{cv::Point(2, 1), kNaN}, {cv::Point(3, 1), kNaN}}, cols, rows);
     const std::vector<cv::Mat_<float>> frames = {ramp(cols, rows), ramp(cols, rows) + 100.0f};
     const std::vector<cv::Point2f> shifts = {cv::Point2f(0.0f, 0.0f), cv::Point2f(1.4f, -0.7f)};
     // Per estimate pixel (R, C): each frame offers low-resolution
@@ -374,14 +375,14 @@ TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsH
         float expected;  // NaN: the marker stays
     };
     const Row cases[] = {
-        {2, 4, 130, 103.0f},                     // frame 0 (2, 1) defective; frame 1 (3, 0) valid
-        {3, 5, 132, 103.0f},                     // frame 0 (2, 1) defective; frame 1 (trunc 3.9, trunc 0.8)
-        {2, 2, 129, (11.0f + 102.0f) / 2.0f},    // frame 0 (1, 1) and frame 1 (2, 0) valid
-        {3, 6, 133, kNaN},                       // 133 is not a high-resolution marker
-        {3, 3, 132, (11.0f + 102.0f) / 2.0f},    // frame 0 (1, 1) and frame 1 (2, 0) valid
-        {9, 11, 129, 45.0f},                     // frame 0 (5, 4); frame 1 trunc(6.9) = 6 is outside
-        {0, 4, 132, (2.0f + 103.0f) / 2.0f},     // frame 1 trunc(-0.7) = 0 still samples row 0
-        {2, 6, 130, (13.0f + 104.0f) / 2.0f},    // frame 0 (3, 1) valid there; frame 1 (4, 0)
+        {2, 4, 130, 103.0f},                   // frame 0 (2, 1) defective; frame 1 (3, 0) valid
+        {3, 5, 132, 103.0f},                   // frame 0 (2, 1) defective; frame 1 (trunc 3.9, trunc 0.8)
+        {2, 2, 129, (11.0f + 102.0f) / 2.0f},  // frame 0 (1, 1) and frame 1 (2, 0) valid
+        {3, 6, 133, kNaN},                     // 133 is not a high-resolution marker
+        {3, 3, 132, (11.0f + 102.0f) / 2.0f},  // frame 0 (1, 1) and frame 1 (2, 0) valid
+        {9, 11, 129, 45.0f},                   // frame 0 (5, 4); frame 1 trunc(6.9) = 6 is outside
+        {0, 4, 132, (2.0f + 103.0f) / 2.0f},   // frame 1 trunc(-0.7) = 0 still samples row 0
+        {2, 6, 130, (13.0f + 104.0f) / 2.0f},  // frame 0 (3, 1) valid there; frame 1 (4, 0)
     };
     cv::Mat_<float> estimate(2 * rows, 2 * cols, 0.0f);
     for (const Row& row : cases) estimate(row.r, row.c) = fromBits(row.marker);

@@ -38,7 +38,7 @@ float psfSigmaOfCameraAndLens(const std::string& description) {
     static const struct {
         const char* camera;
         float sigma;
-    } table[] = {{"k415", 0.01f}, {"k416", 0.01f}, {"k420", 0.01f}, {"k421", 0.01f},
+    } table[] = {{"k415", 0.01f},  {"k416", 0.01f}, {"k420", 0.01f}, {"k421", 0.01f},
                  {"k422", 0.625f}, {"k430", 0.34f}, {"k410", 0.81f}};
     for (const auto& row : table) {
         if (camera == row.camera) return row.sigma;

@@ -19,7 +19,7 @@ TEST(CameraAndLens, ParsesModelAndLens) {
     const Row rows[] = {
         {"k425 FOV 25", true, "k425", 25},
         {"k425 FOV25", true, "k425", 25},
-        {"FOV 42 k410", true, "k410", 42},       // positions do not matter
+        {"FOV 42 k410", true, "k410", 42},         // positions do not matter
         {"k430 and k410 FOV 7", true, "k410", 7},  // 410 is searched first
         {"camera 14251 FOV 3", true, "k425", 3},   // a longer number matches too
         {"k425 FOV-5", true, "k425", -5},
@@ -46,10 +46,10 @@ TEST(CameraAndLens, ChoosesSigmaFromTable) {
         float sigma;
     };
     const Row rows[] = {
-        {"k415 FOV 10", 0.01f},  {"k416 FOV 10", 0.01f},  {"k420 FOV 10", 0.01f}, {"k421 FOV 10", 0.01f},
-        {"k422 FOV 10", 0.625f}, {"k425 FOV 22", 0.65f},  {"k425 FOV 23", 0.35f}, {"k425 FOV-5", 0.65f},
-        {"k425 FOV -1", 0.683f}, {"k430 FOV 10", 0.34f},  {"k430", 0.683f},       {"k410 FOV 10", 0.81f},
-        {"FOV 42 k410", 0.81f},  {"no camera", 0.683f},   {"", 0.683f},
+        {"k415 FOV 10", 0.01f},  {"k416 FOV 10", 0.01f}, {"k420 FOV 10", 0.01f}, {"k421 FOV 10", 0.01f},
+        {"k422 FOV 10", 0.625f}, {"k425 FOV 22", 0.65f}, {"k425 FOV 23", 0.35f}, {"k425 FOV-5", 0.65f},
+        {"k425 FOV -1", 0.683f}, {"k430 FOV 10", 0.34f}, {"k430", 0.683f},       {"k410 FOV 10", 0.81f},
+        {"FOV 42 k410", 0.81f},  {"no camera", 0.683f},  {"", 0.683f},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.description);

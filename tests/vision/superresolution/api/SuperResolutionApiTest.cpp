@@ -41,7 +41,7 @@ vorel::test::SyntheticBurst scene() { return vorel::test::SyntheticBurst(width, 
 // Frames of one scene, moved by sub-pixel steps.
 std::vector<cv::Mat_<float>> burst(int count, float contrast = 1.0f) {
     vorel::test::SyntheticBurst source = scene();
-    static const cv::Point2f shifts[] = {{0.0f, 0.0f},    {0.5f, 0.25f}, {-0.25f, 0.5f}, {0.75f, -0.5f},
+    static const cv::Point2f shifts[] = {{0.0f, 0.0f},    {0.5f, 0.25f},   {-0.25f, 0.5f},  {0.75f, -0.5f},
                                          {0.25f, 0.875f}, {-0.5f, -0.25f}, {1.125f, 0.375f}};
     std::vector<cv::Mat_<float>> frames;
     for (int i = 0; i < count; ++i) {
@@ -214,7 +214,11 @@ TEST(SuperResolutionApi, EngineStatusMapsToResultCodes) {
         // The newest frame is spoilt by strong noise in its right 60 %: half masked, result -3.
         {"half masked", [](std::vector<cv::Mat_<float>>& f) { spoil(f[4](cv::Rect(26, 0, 38, height))); }, -3},
         // A frame moved by more than height / 10 rows: the engine's -6 passes as success.
-        {"large displacement", [](std::vector<cv::Mat_<float>>& f) { f[3] = scene().frame({0.0f, 6.0f}, 0.02f); }, 0},
+        {"large displacement",
+         [](std::vector<cv::Mat_<float>>& f) {
+             f[3] = scene().frame({0.0f, 6.0f}, 0.02f);
+         },
+         0},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
