@@ -330,13 +330,20 @@ VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned
     const double b = sumGxy - bandXY;
     const double c = sumGyy - bandYY;
 
+    // Row y of the overlap: reference, moved frame, gradients, and its offset in the reference grid.
+    struct OverlapRow {
+        const float *r, *f, *gx, *gy;
+        std::size_t start;
+    };
+    auto overlapRow = [&](int y) {
+        const std::size_t start = static_cast<std::size_t>(overlap.refY + y) * width + overlap.refX;
+        return OverlapRow{reference[overlap.refY + y] + overlap.refX, moved[overlap.frameY + y] + overlap.frameX,
+                          gradX + start, gradY + start, start};
+    };
+
     double pLanes[kLanes] = {}, qLanes[kLanes] = {};
     for (int y = 0; y < overlap.rows; ++y) {
-        const float* r = reference[overlap.refY + y] + overlap.refX;
-        const float* f = moved[overlap.frameY + y] + overlap.frameX;
-        const std::size_t start = static_cast<std::size_t>(overlap.refY + y) * width + overlap.refX;
-        const float* gx = gradX + start;
-        const float* gy = gradY + start;
+        const auto [r, f, gx, gy, start] = overlapRow(y);
         int x = 0;
         for (; x + kLanes <= overlap.cols; x += kLanes) {
             for (int lane = 0; lane < kLanes; ++lane) {
@@ -363,11 +370,7 @@ VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned
     const float vf = static_cast<float>(v);
     const float norm = static_cast<float>(1.0 / (a + c));
     for (int y = 0; y < overlap.rows; ++y) {
-        const float* r = reference[overlap.refY + y] + overlap.refX;
-        const float* f = moved[overlap.frameY + y] + overlap.frameX;
-        const std::size_t start = static_cast<std::size_t>(overlap.refY + y) * width + overlap.refX;
-        const float* gx = gradX + start;
-        const float* gy = gradY + start;
+        const auto [r, f, gx, gy, start] = overlapRow(y);
         float* e = errImage + start;
         for (int x = 0; x < overlap.cols; ++x) {
             const float residual = gx[x] * uf + gy[x] * vf + (f[x] - r[x]);
