@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Proprietary
-#include "Arguments.h"
 #include "BurstSimulator.h"
+#include "CommandLine.h"
 #include "Commands.h"
 #include "ImageFiles.h"
 #include "PendingFile.h"
@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const char* const kHelp = R"(Usage: vsr demo [-o FOLDER] [--verbose]
+const char* const kUsage = R"(Usage: vsr demo [-o FOLDER] [--verbose]
 
 Simulates a burst of 5 thermal frames in memory, super-resolves it through the
 library's C interface and compares the result and bicubic enlargement of the
@@ -33,10 +33,6 @@ Writes into FOLDER (default: vsr-demo beside the vsr program, created if missing
   truth.tif, bicubic.tif, result.tif   32-bit float TIFF, degrees Celsius
   preview.png                          the three side by side, thermal palette
 
-Options:
-  -o FOLDER          where to write
-  --verbose          let the library's timing lines through
-  -h, --help         this text
 )";
 
 std::string defaultFolder() {
@@ -49,17 +45,7 @@ void printRow(const char* name, const Quality& quality) {
     std::printf("  %-16s %9.2f %8.4f\n", name, quality.psnr, quality.ssim);
 }
 
-}  // namespace
-
-int demoCommand(const std::vector<std::string>& argv) {
-    const Arguments args(argv, {"-o"}, {"--verbose", "-h", "--help"});
-    if (args.has("-h") || args.has("--help")) {
-        std::cout << kHelp;
-        return 0;
-    }
-    if (!args.positionals().empty())
-        throw ToolError(ExitCode::Usage, "unexpected argument '" + args.positionals()[0] + "'");
-    const std::string folder = args.text("-o", defaultFolder());
+void runDemo(const std::string& folder, bool verbose) {
     std::error_code error;
     fs::create_directories(folder, error);
     if (!fs::is_directory(folder))
@@ -68,7 +54,7 @@ int demoCommand(const std::vector<std::string>& argv) {
     BurstSettings burstSettings;  // the C interface's window: 5 frames, reference slot 1
     const Burst burst = BurstSimulator(burstSettings).simulate();
     ReconstructionSettings settings;
-    settings.verbose = args.has("--verbose");
+    settings.verbose = verbose;
     const auto reconstructor = Reconstructor::create(burstSettings.frameSize, settings);
     Outcome outcome;
     for (const cv::Mat_<float>& frame : burst.frames) outcome = reconstructor->add(frame);
@@ -92,7 +78,20 @@ int demoCommand(const std::vector<std::string>& argv) {
                sideBySide({burst.truth, bicubic, result}, {"ground truth", "bicubic", "super-resolved"}));
     std::printf("wrote truth.tif, bicubic.tif, result.tif and preview.png to %s\n", folder.c_str());
     std::fflush(stdout);
-    return 0;
+}
+
+}  // namespace
+
+void addDemoCommand(CLI::App& vsr) {
+    struct Options {
+        std::string folder = defaultFolder();
+        bool verbose = false;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App* demo = addSubcommand(vsr, "demo", "simulate, super-resolve and score a burst in one go", kUsage);
+    demo->add_option("-o", options->folder, "where to write")->type_name("FOLDER");
+    demo->add_flag("--verbose", options->verbose, "let the library's timing lines through");
+    demo->callback([options] { runDemo(options->folder, options->verbose); });
 }
 
 }  // namespace tools

@@ -76,9 +76,14 @@ cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
     return frame;
 }
 
-void writeImage(const std::string& path, const cv::Mat& image) {
+void requireWritableImage(const std::string& path) {
     if (!cv::haveImageWriter(path))
         throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "unsupported image format"));
+    requireWritable(path);
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    requireWritableImage(path);
     PendingFile file(path);
     bool written = false;
     try {

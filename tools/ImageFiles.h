@@ -20,6 +20,10 @@ cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize = {});
 /// Failures throw ToolError(UnwritableOutput).
 void writeImage(const std::string& path, const cv::Mat& image);
 
+/// Throws ToolError(UnwritableOutput) unless writeImage could write `path`:
+/// an image format OpenCV encodes, in a writable folder. Checked before any work.
+void requireWritableImage(const std::string& path);
+
 /// Throws ToolError(UnreadableInput) unless `path` names a readable regular file.
 void requireReadableFile(const std::string& path);
 

@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include <climits>
+#include <csignal>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,6 +15,26 @@ namespace vorel {
 namespace tools {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// Temporaries a signal handler may remove: fixed storage, no allocation, no locks.
+constexpr int kSlots = 16;
+char pendingPaths[kSlots][PATH_MAX];
+volatile std::sig_atomic_t pendingUsed[kSlots];
+
+int remember(const std::string& path) {
+    if (path.size() >= PATH_MAX) return -1;
+    for (int slot = 0; slot < kSlots; ++slot) {
+        if (pendingUsed[slot]) continue;
+        std::memcpy(pendingPaths[slot], path.c_str(), path.size() + 1);
+        pendingUsed[slot] = 1;
+        return slot;
+    }
+    return -1;
+}
+
+}  // namespace
 
 std::string cannotWrite(const std::string& path, const std::string& reason) {
     return "cannot write '" + path + "': " + reason;
@@ -40,16 +62,29 @@ PendingFile::PendingFile(const std::string& path) : path_(path) {
     temporary_ = (folder / ("." + target.filename().string() + "." + std::to_string(getpid()) + ".part" +
                             target.extension().string()))
                      .string();
+    slot_ = remember(temporary_);
 }
 
 PendingFile::~PendingFile() {
     if (!committed_) std::remove(temporary_.c_str());
+    forget();
 }
 
 void PendingFile::commit() {
     if (std::rename(temporary_.c_str(), path_.c_str()) != 0)
         throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path_, std::strerror(errno)));
     committed_ = true;
+    forget();
+}
+
+void PendingFile::forget() {
+    if (slot_ >= 0) pendingUsed[slot_] = 0;
+    slot_ = -1;
+}
+
+void PendingFile::removeAllPending() {
+    for (int slot = 0; slot < kSlots; ++slot)
+        if (pendingUsed[slot]) unlink(pendingPaths[slot]);
 }
 
 }  // namespace tools

@@ -23,7 +23,14 @@ public:
     /// Renames the temporary to the final path; throws ToolError(UnwritableOutput) on failure.
     void commit();
 
+    /// Removes the temporaries of every live PendingFile. Async-signal-safe, for
+    /// an interrupted run that exits from its signal handler.
+    static void removeAllPending();
+
 private:
+    void forget();
+
+    int slot_ = -1;  ///< where removeAllPending finds the temporary; -1 when it has no room
     std::string path_;
     std::string temporary_;
     bool committed_ = false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Proprietary
-#include "Arguments.h"
+#include "CommandLine.h"
 #include "Commands.h"
 #include "ImageFiles.h"
 #include "PendingFile.h"
@@ -20,7 +20,7 @@ namespace vorel {
 namespace tools {
 namespace {
 
-const char* const kHelp = R"(Usage: vsr run FRAME... -o OUT.tif [options]
+const char* const kUsage = R"(Usage: vsr run FRAME... -o OUT.tif [options]
        vsr run --video VIDEO -o FOLDER|OUT.avi [options]
 
 Super-resolves a burst of frames of one scene, taken with small hand or sensor
@@ -29,25 +29,16 @@ movements between them, into one image of twice the width and height.
 Inputs: 8- and 16-bit PNG and TIFF, 32-bit float TIFF (radiometric values),
 raw little-endian float32 or int16 files (with --size), or a video (--video).
 The result belongs to the reference frame of the last window of frames.
-
-Options:
-  -o PATH            the result: a 32-bit float TIFF (.tif, .tiff); with
-                     --video a folder of such TIFFs, one per frame from the
-                     window's size on, or a .avi, .mp4 or .mkv video in the
-                     thermal palette
-  --preview PNG      also write bicubic and super-resolved side by side in a
-                     thermal palette
-  --size WxH         read the frames as raw files of W x H pixels
-  --video            slide the window along a video, one result per frame
-  --camera "TEXT"    camera and lens, e.g. "k425 FOV 25": selects the blur
-  --reference N      reference frame, counted back from the newest (default 3)
-  --window N         frames per reconstruction (default 5; others use the C++ engine)
-  --tv-weight W      total-variation weight, >= 1 (default 400; larger smooths less)
-  --iterations N     conjugate-gradient iterations (default 8)
-  --psf-sigma S      sensor blur in output pixels, instead of --camera
-  --verbose          let the library's timing lines through
-  -h, --help         this text
 )";
+
+struct RunOptions {
+    std::vector<std::string> inputs;
+    std::string output;
+    std::string preview;
+    cv::Size rawSize;
+    bool video = false;
+    ReconstructionSettings settings;
+};
 
 constexpr int kProgressThreshold = 10;
 
@@ -58,18 +49,6 @@ bool isTiff(const std::string& path) {
     return extension == ".tif" || extension == ".tiff";
 }
 
-ReconstructionSettings settingsFrom(const Arguments& args) {
-    ReconstructionSettings settings;
-    settings.camera = args.text("--camera", "");
-    settings.window = args.integer("--window", 5, 2, 32);
-    settings.reference = args.integer("--reference", 3, 0, settings.window - 1);
-    settings.tvWeight = args.real("--tv-weight", 0.0f, 1.0f);
-    settings.iterations = args.integer("--iterations", 0, 1, 1000);
-    settings.psfSigma = args.real("--psf-sigma", 0.0f, 0.01f);
-    settings.verbose = args.has("--verbose");
-    return settings;
-}
-
 // Warnings go to standard error as they come, naming the frame; returns whether there was one.
 bool warn(const ProgressBar& progress, const Outcome& outcome, const std::string& frameName) {
     if (outcome.code == 0) return false;
@@ -77,22 +56,27 @@ bool warn(const ProgressBar& progress, const Outcome& outcome, const std::string
     return true;
 }
 
-int runStills(const Arguments& args, const ReconstructionSettings& settings) {
-    const std::vector<std::string>& paths = args.positionals();
-    const cv::Size rawSize = args.size("--size");
-    const std::string output = args.required("-o");
-    if (!isTiff(output)) throw usage("-o must name a .tif file (32-bit float); use --preview for a PNG");
+// The library keeps its output zero until a window registers; no registration at all means no result.
+void requireComputed(const cv::Mat_<float>& result) {
+    if (cv::countNonZero(result) == 0)
+        throw ToolError(ExitCode::Reconstruction,
+                        "no window of frames could be registered, so there is no result (frames too flat "
+                        "or too different)");
+}
+
+void runStills(const RunOptions& options) {
+    const std::vector<std::string>& paths = options.inputs;
+    const ReconstructionSettings& settings = options.settings;
     if (static_cast<int>(paths.size()) < settings.window)
         throw ToolError(ExitCode::UnusableBurst,
                         std::to_string(settings.window) + " frames needed, got " + std::to_string(paths.size()));
     // Fail on an unwritable output before the work, not after it.
-    requireWritable(output);
-    const std::string preview = args.text("--preview", "");
-    if (!preview.empty()) requireWritable(preview);
+    requireWritableImage(options.output);
+    if (!options.preview.empty()) requireWritableImage(options.preview);
 
     std::vector<cv::Mat_<float>> frames;
     for (const std::string& path : paths) {
-        frames.push_back(readFrame(path, rawSize));
+        frames.push_back(readFrame(path, options.rawSize));
         if (frames.back().size() != frames.front().size()) {
             const cv::Size a = frames.front().size(), b = frames.back().size();
             throw ToolError(ExitCode::UnusableBurst, "'" + path + "' is " + std::to_string(b.width) + "x" +
@@ -112,29 +96,28 @@ int runStills(const Arguments& args, const ReconstructionSettings& settings) {
         progress.advance();
     }
     const cv::Mat_<float> result = reconstructor->result();
-    writeImage(output, result);
+    requireComputed(result);
+    writeImage(options.output, result);
 
     const size_t reference = frames.size() - 1 - settings.reference;
-    std::cout << "wrote " << output << " (" << result.cols << "x" << result.rows << ", 32-bit float) from "
-              << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
+    std::cout << "wrote " << options.output << " (" << result.cols << "x" << result.rows
+              << ", 32-bit float) from " << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
     const std::string meaning = last.describe();
     if (last.code == 0 && !meaning.empty()) std::cout << meaning << '\n';
     else if (!warned) std::cout << "no warning from the library\n";
-    if (!preview.empty()) {
-        writeImage(preview,
+    if (!options.preview.empty()) {
+        writeImage(options.preview,
                    sideBySide({upsample(frames[reference], cv::INTER_CUBIC), result}, {"bicubic", "super-resolved"}));
-        std::cout << "wrote " << preview << '\n';
+        std::cout << "wrote " << options.preview << '\n';
     }
-    return 0;
 }
 
-int runVideo(const Arguments& args, const ReconstructionSettings& settings) {
-    if (args.positionals().size() != 1) throw usage("--video takes exactly one video file");
-    if (args.has("--size") || args.has("--preview")) throw usage("--video cannot be combined with --size or --preview");
-    const std::string& path = args.positionals().front();
-    const std::string output = args.required("-o");
+void runVideo(const RunOptions& options) {
+    if (options.inputs.size() != 1) throw usage("--video takes exactly one video file");
+    const std::string& path = options.inputs.front();
+    const ReconstructionSettings& settings = options.settings;
     VideoReader video(path);
-    SequenceWriter writer(output, video.fps());
+    SequenceWriter writer(options.output, video.fps());
     const int announced = video.announcedFrames();
     ProgressBar progress(announced, announced == 0 || announced > kProgressThreshold);
 
@@ -147,6 +130,7 @@ int runVideo(const Arguments& args, const ReconstructionSettings& settings) {
         const Outcome outcome = reconstructor->add(frame);
         warn(progress, outcome, path + " frame " + std::to_string(count));
         if (outcome.computed) {
+            if (written == 0) requireComputed(reconstructor->result());
             writer.write(reconstructor->result(), count);
             ++written;
         }
@@ -156,25 +140,66 @@ int runVideo(const Arguments& args, const ReconstructionSettings& settings) {
         throw ToolError(ExitCode::UnusableBurst, "'" + path + "' has " + std::to_string(count) + " frames; " +
                                                      std::to_string(settings.window) + " needed");
     writer.close();
-    std::cout << "wrote " << written << " results to " << output << " (frames " << settings.window << " to " << count
-              << ")\n";
-    return 0;
+    std::cout << "wrote " << written << " results to " << options.output << " (frames " << settings.window << " to "
+              << count << ")\n";
 }
 
 }  // namespace
 
-int runCommand(const std::vector<std::string>& argv) {
-    const Arguments args(argv,
-                         {"-o", "--preview", "--size", "--camera", "--reference", "--window", "--tv-weight",
-                          "--iterations", "--psf-sigma"},
-                         {"--video", "--verbose", "-h", "--help"});
-    if (args.has("-h") || args.has("--help")) {
-        std::cout << kHelp;
-        return 0;
-    }
-    if (args.positionals().empty()) throw usage("no input frames given");
-    const ReconstructionSettings settings = settingsFrom(args);
-    return args.has("--video") ? runVideo(args, settings) : runStills(args, settings);
+void addRunCommand(CLI::App& vsr) {
+    auto options = std::make_shared<RunOptions>();
+    ReconstructionSettings& settings = options->settings;
+    CLI::App* run = addSubcommand(vsr, "run", "super-resolve a burst of frames or a video", kUsage);
+    run->add_option("FRAME", options->inputs, "input frames, or the video with --video")->required();
+    run->add_option("-o", options->output,
+                    "the result: a 32-bit float TIFF (.tif, .tiff); with --video a folder of such TIFFs, one per "
+                    "frame from the window's size on, or a .avi, .mp4 or .mkv video in the thermal palette")
+        ->required()
+        ->type_name("PATH");
+    CLI::Option* preview =
+        run->add_option("--preview", options->preview,
+                        "also write bicubic and super-resolved side by side in a thermal palette (.png)")
+            ->type_name("PNG");
+    CLI::Option* size = addSizeOption(*run, "--size", options->rawSize, "read the frames as raw files of W x H pixels");
+    run->add_flag("--video", options->video, "slide the window along a video, one result per frame")
+        ->excludes(size)
+        ->excludes(preview);
+    CLI::Option* camera = run->add_option("--camera", settings.camera,
+                                          "camera and lens, e.g. \"k425 FOV 25\": selects the blur")
+                              ->type_name("TEXT");
+    CLI::Option* reference =
+        run->add_option("--reference", settings.reference,
+                        "reference frame, counted back from the newest (default 3, or window - 1 if smaller)")
+            ->check(CLI::Range(0, 31))
+            ->type_name("N");
+    const std::vector<CLI::Option*> engineOnly = {
+        run->add_option("--window", settings.window, "frames per reconstruction (default 5; others use the C++ engine)")
+            ->check(CLI::Range(2, 32))
+            ->type_name("N"),
+        run->add_option("--tv-weight", settings.tvWeight, "total-variation weight, >= 1 (default 400; larger smooths less)")
+            ->check(atLeast(1.0))
+            ->type_name("W"),
+        run->add_option("--iterations", settings.iterations, "conjugate-gradient iterations (default 8)")
+            ->check(CLI::Range(1, 1000))
+            ->type_name("N"),
+        run->add_option("--psf-sigma", settings.psfSigma, "sensor blur in output pixels, instead of --camera")
+            ->check(atLeast(0.01))
+            ->type_name("S"),
+    };
+    for (CLI::Option* option : engineOnly) camera->excludes(option);
+    run->add_flag("--verbose", settings.verbose, "let the library's timing lines through");
+
+    run->callback([options, reference] {
+        ReconstructionSettings& settings = options->settings;
+        if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);
+        else if (settings.reference >= settings.window)
+            throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +
+                        std::to_string(settings.reference));
+        requireDistinctPaths(options->inputs, {options->output, options->preview});
+        if (options->video) return runVideo(*options);
+        if (!isTiff(options->output)) throw usage("-o must name a .tif file (32-bit float); use --preview for a PNG");
+        runStills(*options);
+    });
 }
 
 }  // namespace tools

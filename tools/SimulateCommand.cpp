@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Proprietary
-#include "Arguments.h"
 #include "BurstSimulator.h"
+#include "CommandLine.h"
 #include "Commands.h"
 #include "ImageFiles.h"
 #include "PendingFile.h"
@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const char* const kHelp = R"(Usage: vsr simulate -o FOLDER [options]
+const char* const kUsage = R"(Usage: vsr simulate -o FOLDER [options]
 
 Writes a synthetic thermal burst, to try vsr without a camera: a scene moved
 by a sub-pixel hand-shake shift per frame, blurred by the sensor, sampled at
@@ -31,19 +31,6 @@ Files written into FOLDER (created if missing):
   shifts.csv         per frame the true shift (x, y) in input pixels
   bad_pixels.csv     the defective pixels (x, y), with --bad-pixels
 
-Options:
-  -o FOLDER          where to write
-  --size WxH         frame size (default 160x120)
-  --frames N         number of frames (default 5)
-  --scene NAME       building, people or star (default building)
-  --noise K          noise standard deviation in kelvin (default 0.05)
-  --blur S           sensor blur sigma in output pixels (default 0.683)
-  --max-shift P      largest shift per axis in input pixels (default 1.5)
-  --bad-pixels N     defective pixels (default 0)
-  --reference N      reference frame counted back from the newest, as for
-                     vsr run (default 3)
-  --seed N           random seed (default 1)
-  -h, --help         this text
 )";
 
 void writeText(const std::string& path, const std::string& text) {
@@ -66,33 +53,8 @@ std::string csv(const std::string& header, const std::vector<cv::Point2f>& point
     return text;
 }
 
-}  // namespace
 
-int simulateCommand(const std::vector<std::string>& argv) {
-    const Arguments args(argv,
-                         {"-o", "--size", "--frames", "--scene", "--noise", "--blur", "--max-shift", "--bad-pixels",
-                          "--reference", "--seed"},
-                         {"-h", "--help"});
-    if (args.has("-h") || args.has("--help")) {
-        std::cout << kHelp;
-        return 0;
-    }
-    if (!args.positionals().empty())
-        throw ToolError(ExitCode::Usage, "unexpected argument '" + args.positionals()[0] + "'");
-    const std::string folder = args.required("-o");
-    BurstSettings settings;
-    if (args.has("--size")) settings.frameSize = args.size("--size");
-    if (settings.frameSize.width < 16 || settings.frameSize.height < 16)
-        throw ToolError(ExitCode::Usage, "--size must be at least 16x16");
-    settings.frames = args.integer("--frames", 5, 1, 99);
-    settings.scene = sceneFromName(args.text("--scene", "building"));
-    settings.noise = args.real("--noise", settings.noise, 0.0f);
-    settings.blur = args.real("--blur", settings.blur, 0.0f);
-    settings.maxShift = args.real("--max-shift", settings.maxShift, 0.0f);
-    settings.badPixels = args.integer("--bad-pixels", 0, 0, settings.frameSize.area() / 100);
-    settings.reference = std::max(0, settings.frames - 1 - args.integer("--reference", 3, 0, 98));
-    settings.seed = static_cast<uint64_t>(args.integer("--seed", 1, 0, 2147483647));
-
+void writeBurst(const std::string& folder, const BurstSettings& settings) {
     std::error_code error;
     fs::create_directories(folder, error);
     if (!fs::is_directory(folder))
@@ -113,7 +75,55 @@ int simulateCommand(const std::vector<std::string>& argv) {
     std::cout << "wrote " << burst.frames.size() << " frames of " << settings.frameSize.width << "x"
               << settings.frameSize.height << ", truth.tif and shifts.csv to " << folder << "\n"
               << "reference frame: frame_" << (settings.reference < 10 ? "0" : "") << settings.reference << ".tif\n";
-    return 0;
+}
+
+}  // namespace
+
+void addSimulateCommand(CLI::App& vsr) {
+    struct Options {
+        std::string folder;
+        BurstSettings burst;
+        std::string scene = "building";
+        int reference = 3;
+    };
+    auto options = std::make_shared<Options>();
+    BurstSettings& burst = options->burst;
+    CLI::App* simulate = addSubcommand(vsr, "simulate", "write a synthetic burst with its ground truth", kUsage);
+    simulate->add_option("-o", options->folder, "where to write")->required()->type_name("FOLDER");
+    addSizeOption(*simulate, "--size", burst.frameSize, "frame size, at least 16x16 (default 160x120)");
+    simulate->add_option("--frames", burst.frames, "number of frames (default 5)")->check(CLI::Range(1, 99))->type_name("N");
+    simulate->add_option("--scene", options->scene, "building, people or star (default building)")
+        ->check(CLI::IsMember({"building", "people", "star"}))
+        ->type_name("NAME");
+    simulate->add_option("--noise", burst.noise, "noise standard deviation in kelvin (default 0.05)")
+        ->check(atLeast(0.0))
+        ->type_name("K");
+    simulate->add_option("--blur", burst.blur, "sensor blur sigma in output pixels (default 0.683)")
+        ->check(atLeast(0.0))
+        ->type_name("S");
+    simulate->add_option("--max-shift", burst.maxShift, "largest shift per axis in input pixels (default 1.5)")
+        ->check(CLI::Range(0.0f, 4.0f))
+        ->type_name("P");
+    simulate->add_option("--bad-pixels", burst.badPixels, "defective pixels, at most 1 % of the frame (default 0)")
+        ->check(CLI::Range(0, 1000000))->type_name("N");
+    simulate
+        ->add_option("--reference", options->reference,
+                     "reference frame counted back from the newest, as for vsr run (default 3)")
+        ->check(CLI::Range(0, 98))
+        ->type_name("N");
+    simulate->add_option("--seed", burst.seed, "random seed (default 1)")->type_name("N");
+
+    simulate->callback([options] {
+        BurstSettings settings = options->burst;
+        if (settings.frameSize.width < 16 || settings.frameSize.height < 16)
+            throw ToolError(ExitCode::Usage, "--size must be at least 16x16");
+        if (settings.badPixels > settings.frameSize.area() / 100)
+            throw ToolError(ExitCode::Usage, "--bad-pixels must be at most " +
+                                                 std::to_string(settings.frameSize.area() / 100) + " for this size");
+        settings.scene = sceneFromName(options->scene);
+        settings.reference = std::max(0, settings.frames - 1 - options->reference);
+        writeBurst(options->folder, settings);
+    });
 }
 
 }  // namespace tools

@@ -1,30 +1,29 @@
 // SPDX-License-Identifier: Proprietary
+#include "CommandLine.h"
 #include "Commands.h"
+#include "PendingFile.h"
 #include "ToolError.h"
+
+#include "vision/superresolution/api/vision_superresolution_version.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
-#include <cstdio>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string>
-#include <vector>
 
 namespace {
 
-const char* const kHelp = R"(Usage: vsr COMMAND [options]
+const char* const kDescription = R"(Usage: vsr COMMAND [options]
 
 Multi-frame super-resolution of thermal images: a burst of frames of one scene
 becomes one image of twice the width and height.
+Run 'vsr COMMAND --help' for the options of each command.
+)";
 
-Commands:
-  run        super-resolve a burst of frames or a video
-  simulate   write a synthetic burst with its ground truth
-  demo       simulate, super-resolve and score a burst in one go
-Run 'vsr COMMAND --help' for the options of each.
-
-Exit codes:
+const char* const kExitCodes = R"(Exit codes:
   0  success
   1  unexpected internal error
   2  bad command line (unknown command or option, missing or malformed value)
@@ -33,7 +32,18 @@ Exit codes:
   4  the frames cannot form a burst: different sizes, too few frames
   5  an output cannot be written
   6  the library could not compute a result
-)";
+  130  interrupted (SIGINT or SIGTERM); nothing is left half-written)";
+
+// "vsr run" for an error inside a command, "vsr" before one was recognised.
+std::string programName(const CLI::App& vsr) {
+    const auto commands = vsr.get_subcommands();
+    return commands.empty() ? "vsr" : "vsr " + commands.front()->get_name();
+}
+
+[[noreturn]] void interrupted(int) {
+    vorel::tools::PendingFile::removeAllPending();
+    std::_Exit(130);
+}
 
 }  // namespace
 
@@ -42,22 +52,34 @@ int main(int argc, char** argv) {
     // Errors reach the user as one line of ours, not as OpenCV's or FFmpeg's log.
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
+    std::signal(SIGINT, interrupted);
+    std::signal(SIGTERM, interrupted);
 
-    const std::vector<std::string> args(argv + 1, argv + argc);
-    const std::string command = args.empty() ? "" : args.front();
-    if (command == "-h" || command == "--help" || command == "help") {
-        std::cout << kHelp;
-        return 0;
-    }
-    const std::vector<std::string> rest(args.begin() + (args.empty() ? 0 : 1), args.end());
+    CLI::App vsr("", "vsr");
+    vsr.formatter(std::make_shared<HelpFormatter>(kDescription));
+    vsr.footer(kExitCodes);
+    vsr.set_version_flag("--version", std::string("vsr ") + VISION_SUPERRESOLUTION_VERSION_STRING);
+    vsr.require_subcommand(1);
+    addRunCommand(vsr);
+    addSimulateCommand(vsr);
+    addScoreCommand(vsr);
+    addDemoCommand(vsr);
+
     try {
-        if (command == "run") return runCommand(rest);
-        if (command == "simulate") return simulateCommand(rest);
-        if (command == "demo") return demoCommand(rest);
-        throw ToolError(ExitCode::Usage, command.empty() ? "no command given" : "unknown command '" + command + "'");
+        try {
+            vsr.parse(argc, argv);
+            return 0;
+        } catch (const CLI::Success& helpOrVersion) {
+            return vsr.exit(helpOrVersion);  // prints the help of the command it was asked of
+        } catch (const CLI::ParseError& error) {
+            std::string message = error.what();
+            if (vsr.get_subcommands().empty() && argc < 2) message = "no command given";
+            else if (vsr.get_subcommands().empty() && argv[1][0] != '-')
+                message = std::string("unknown command '") + argv[1] + "'";
+            throw ToolError(ExitCode::Usage, message);
+        }
     } catch (const ToolError& error) {
-        const std::string name =
-            command == "run" || command == "simulate" || command == "demo" ? "vsr " + command : "vsr";
+        const std::string name = programName(vsr);
         std::cerr << name << ": " << error.what();
         if (error.code() == ExitCode::Usage) std::cerr << " (see '" << name << " --help')";
         std::cerr << '\n';

@@ -155,6 +155,13 @@ TEST(PendingFile, AppearsUnderItsNameOnlyOnCommit) {
     in >> text;
     EXPECT_EQ(text, "kept");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator()), 1);
+    // What an interrupted run's signal handler calls: every live temporary goes.
+    PendingFile first(folder / "a.tif"), second(folder / "b.tif");
+    std::ofstream(first.temporary()) << "partial";
+    std::ofstream(second.temporary()) << "partial";
+    PendingFile::removeAllPending();
+    EXPECT_FALSE(fs::exists(first.temporary()));
+    EXPECT_FALSE(fs::exists(second.temporary()));
 }
 
 }  // namespace
