@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/api/vision_superresolution.h"
 
-#include "tests/support/SyntheticBurst.h"
+#include "BurstSimulator.h"
 
 #include <benchmark/benchmark.h>
 
@@ -29,11 +29,15 @@ void BM_SuperResolutionApiAddImage(benchmark::State& state) {
     const int width = static_cast<int>(state.range(0));
     const int height = static_cast<int>(state.range(1));
     // A fixed seed and a cycle of sub-pixel moves: the work, not the scene, is measured.
-    vorel::test::SyntheticBurst scene(width, height, 4, 0.6f, 1);
+    vorel::tools::BurstSettings settings;
+    settings.frameSize = {width, height};
+    settings.blur = 0.6f;
+    const vorel::tools::BurstSimulator scene(settings);
+    cv::RNG noise(1);
     const cv::Point2f shifts[] = {{0.0f, 0.0f},   {0.5f, 0.25f},  {-0.25f, 0.5f},
                                   {0.75f, -0.5f}, {0.25f, 0.75f}, {-0.5f, -0.25f}};
     std::vector<cv::Mat_<float>> frames;
-    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, 0.05f));
+    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, noise));
 
     QuietCout quiet;
     const int context = SuperResolution_init(width, height);

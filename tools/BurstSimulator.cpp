@@ -117,20 +117,26 @@ Burst BurstSimulator::simulate() const {
         burst.badPixels.emplace_back(rng.uniform(0, size.width), rng.uniform(0, size.height));
 
     for (const cv::Point2f& shift : burst.shifts) {
-        // Sampling the rendering at even pixels reads the scene at (2i + 0.5, 2j + 0.5).
-        cv::Mat_<float> scene = render(shift - cv::Point2f(0.25f, 0.25f));
-        if (settings_.blur > 0.0f)
-            cv::GaussianBlur(scene, scene, cv::Size(), settings_.blur, settings_.blur, cv::BORDER_REFLECT);
-        cv::Mat_<float> frame(size);
-        for (int row = 0; row < size.height; ++row)
-            for (int col = 0; col < size.width; ++col)
-                frame(row, col) = scene(2 * row, 2 * col) + static_cast<float>(rng.gaussian(settings_.noise));
+        cv::Mat_<float> image = frame(shift, rng);
         // A defective pixel reads far above any scene temperature.
-        for (const cv::Point& pixel : burst.badPixels) frame(pixel) = 6000.0f;
-        burst.frames.push_back(frame);
+        for (const cv::Point& pixel : burst.badPixels) image(pixel) = 6000.0f;
+        burst.frames.push_back(image);
     }
     burst.truth = render(cv::Point2f());
     return burst;
+}
+
+cv::Mat_<float> BurstSimulator::frame(cv::Point2f shift, cv::RNG& noise) const {
+    // Sampling the rendering at even pixels reads the scene at (2i + 0.5, 2j + 0.5).
+    cv::Mat_<float> scene = render(shift - cv::Point2f(0.25f, 0.25f));
+    if (settings_.blur > 0.0f)
+        cv::GaussianBlur(scene, scene, cv::Size(), settings_.blur, settings_.blur, cv::BORDER_REFLECT);
+    const cv::Size& size = settings_.frameSize;
+    cv::Mat_<float> image(size);
+    for (int row = 0; row < size.height; ++row)
+        for (int col = 0; col < size.width; ++col)
+            image(row, col) = scene(2 * row, 2 * col) + static_cast<float>(noise.gaussian(settings_.noise));
+    return image;
 }
 
 }  // namespace tools

@@ -38,7 +38,8 @@ struct Burst {
     std::vector<cv::Point> badPixels;
 };
 
-/// A burst as a hand-held sensor would take it: the scene moved by a sub-pixel
+/// A burst as a hand-held sensor would take it, for vsr simulate, the tests and
+/// the benchmarks: the scene moved by a sub-pixel
 /// shift per frame, blurred by the sensor, sampled once per input pixel at the
 /// centre of the 2 x 2 output pixels it covers (input pixel (i, j) reads the
 /// blurred scene at output position (2i + 0.5, 2j + 0.5)), plus Gaussian noise.
@@ -48,6 +49,9 @@ public:
     explicit BurstSimulator(const BurstSettings& settings);
 
     Burst simulate() const;
+    /// One frame of the scene moved by `shift` (low-resolution pixels): blurred,
+    /// sampled and with the settings' noise drawn from `noise`; no defects.
+    cv::Mat_<float> frame(cv::Point2f shift, cv::RNG& noise) const;
     /// The unblurred scene moved by `shift` (low-resolution pixels), at twice the frame size.
     cv::Mat_<float> render(cv::Point2f shift) const;
 

@@ -179,6 +179,10 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
          5,
          "vsr run: cannot write '" + (folder / "no/such/out.tif") + "': folder '" + (folder / "no/such") +
              "' does not exist\n"},
+        {five,
+         {"--preview", folder / "preview.xyz"},
+         5,
+         "vsr run: cannot write '" + (folder / "preview.xyz") + "': unsupported image format\n"},
         {{folder / "notes.tif"},
          {"--video"},
          3,
@@ -252,6 +256,10 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     EXPECT_GT(figure, 1.8f);
     EXPECT_LE(figure, 2.0f);
     EXPECT_EQ(cv::imread(folder / "result.tif", cv::IMREAD_UNCHANGED).size(), cv::Size(128, 96));
+
+    // Short windows take the oldest frame as reference unless told otherwise.
+    const ProgramRun three = vsr({"run", args[1], args[2], args[3], "-o", folder / "three.tif", "--window", "3"});
+    EXPECT_EQ(three.exitCode, 0) << three.err;
 
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloat.h"
 
-#include "tests/support/SyntheticBurst.h"
+#include "BurstSimulator.h"
 #include "vorel/Exception.h"
 
 #include <gtest/gtest.h>
@@ -47,9 +47,14 @@ private:
 };
 
 std::vector<cv::Mat_<float>> burst(const std::vector<cv::Point2f>& shifts) {
-    test::SyntheticBurst scene(width, height, 8, 0.5f, 23);
+    tools::BurstSettings settings;
+    settings.frameSize = {width, height};
+    settings.blur = 0.5f;
+    settings.noise = 0.0f;
+    const tools::BurstSimulator scene(settings);
+    cv::RNG noise;
     std::vector<cv::Mat_<float>> frames;
-    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, 0.0f));
+    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, noise));
     return frames;
 }
 
@@ -274,7 +279,7 @@ TEST(SrFloat, LargeDisplacementOrHalfMaskedFrameWarnsWithOutputWritten) {
     std::vector<cv::Mat_<float>> halfMasked = burst(subPixelShifts);
     // Noise far above the scene's detail in the newest frame's right 60 %: unusable there.
     cv::Mat_<float> noise(height, width - 26);
-    cv::RNG(7).fill(noise, cv::RNG::NORMAL, 0.0, 5.0);
+    cv::RNG(7).fill(noise, cv::RNG::NORMAL, 0.0, 20.0);
     halfMasked[4](cv::Rect(26, 0, width - 26, height)) += noise;
     const std::pair<const std::vector<cv::Mat_<float>>*, float> rows[] = {
         {&large, -6.0f},  // a move of 6 rows passes the limit height / 10
