@@ -99,51 +99,29 @@ TEST(BadPixelTasks, BadInputEndsWithItsExitCodeAndWritesNothing) {
     const auto files = [&] { return std::distance(fs::directory_iterator(folder.path()), {}); };
     const auto before = files();
 
-    BadPixelFindOptions find{folder / "flat.png", folder / "list.csv"};
+    const auto findWith = [&](std::function<void(BadPixelFindOptions&)> change) {
+        return [&, change] {
+            BadPixelFindOptions options{folder / "flat.png", folder / "list.csv"};
+            change(options);
+            findBadPixels(options, std::cout);
+        };
+    };
     struct Case {
         const char* name;
         std::function<void()> task;
         ExitCode code;
         std::string message;
     } const cases[] = {
-        {"min at max",
-         [&] {
-             BadPixelFindOptions o = find;
-             o.minValue = o.maxValue;
-             findBadPixels(o, std::cout);
-         },
-         ExitCode::Usage, "--min 16383 must be below --max 16383"},
-        {"span",
-         [&] {
-             BadPixelFindOptions o = find;
-             o.span = 1;
-             findBadPixels(o, std::cout);
-         },
-         ExitCode::Usage, "--span must be between 2 and 65535, got 1"},
-        {"list format",
-         [&] {
-             BadPixelFindOptions o = find;
-             o.output = folder / "list.txt";
-             findBadPixels(o, std::cout);
-         },
-         ExitCode::UnwritableOutput,
+        {"min at max", findWith([](auto& o) { o.minValue = o.maxValue; }), ExitCode::Usage,
+         "--min 16383 must be below --max 16383"},
+        {"span", findWith([](auto& o) { o.span = 1; }), ExitCode::Usage, "--span must be between 2 and 65535, got 1"},
+        {"list format", findWith([&](auto& o) { o.output = folder / "list.txt"; }), ExitCode::UnwritableOutput,
          "cannot write '" + folder / "list.txt" + "': unsupported list format (.csv, .yml, .yaml or .json)"},
-        {"float frame",
-         [&] {
-             BadPixelFindOptions o = find;
-             o.frame = folder / "float.tif";
-             findBadPixels(o, std::cout);
-         },
-         ExitCode::UnreadableInput,
+        {"float frame", findWith([&](auto& o) { o.frame = folder / "float.tif"; }), ExitCode::UnreadableInput,
          "cannot read '" + folder / "float.tif" +
              "': it holds CV_32FC1 values; bad pixels are found and repaired on 16-bit counts"},
-        {"capacity",
-         [&] {
-             BadPixelFindOptions o = find;
-             o.capacity = 3;
-             findBadPixels(o, std::cout);
-         },
-         ExitCode::Reconstruction, "more than 3 defective pixels; raise --capacity (at most 65535)"},
+        {"capacity", findWith([](auto& o) { o.capacity = 3; }), ExitCode::Reconstruction,
+         "more than 3 defective pixels; raise --capacity (at most 65535)"},
         {"pixel outside",
          [&] {
              drawBadPixelList({folder / "far.csv", folder / "flat.png", folder / "o.png"}, std::cout);
