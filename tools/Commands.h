@@ -13,6 +13,7 @@ void addRunCommand(CLI::App& vsr);
 void addSimulateCommand(CLI::App& vsr);
 void addDemoCommand(CLI::App& vsr);
 void addScoreCommand(CLI::App& vsr);
+void addBadPixelsCommand(CLI::App& vsr);
 
 }  // namespace tools
 }  // namespace vorel

@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 ToolError unreadable(const std::string& path, const std::string& reason) {
-    return ToolError(ExitCode::UnreadableInput, "cannot read '" + path + "': " + reason);
+    return ToolError(ExitCode::UnreadableInput, cannotRead(path, reason));
 }
 
 // Byte order is fixed by the file format, not by the host.
@@ -29,29 +29,68 @@ uint32_t littleEndian32(const unsigned char* bytes) {
     return uint32_t(bytes[0]) | uint32_t(bytes[1]) << 8 | uint32_t(bytes[2]) << 16 | uint32_t(bytes[3]) << 24;
 }
 
-cv::Mat_<float> readRaw(const std::string& path, cv::Size size) {
+cv::Mat readRaw(const std::string& path, cv::Size size) {
     std::ifstream file(path, std::ios::binary);
     const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     const size_t pixels = size_t(size.width) * size_t(size.height);
-    cv::Mat_<float> frame(size);
     if (bytes.size() == 4 * pixels) {
+        cv::Mat_<float> frame(size);
         for (size_t i = 0; i < pixels; ++i) {
             const uint32_t bits = littleEndian32(&bytes[4 * i]);
             std::memcpy(&frame(int(i)), &bits, sizeof bits);
         }
-    } else if (bytes.size() == 2 * pixels) {
+        return frame;
+    }
+    if (bytes.size() == 2 * pixels) {
+        cv::Mat_<int16_t> frame(size);
         for (size_t i = 0; i < pixels; ++i)
             frame(int(i)) = static_cast<int16_t>(uint16_t(bytes[2 * i]) | uint16_t(bytes[2 * i + 1]) << 8);
-    } else {
-        throw unreadable(path, "it has " + std::to_string(bytes.size()) + " bytes, but --size " +
-                                   std::to_string(size.width) + "x" + std::to_string(size.height) + " needs " +
-                                   std::to_string(4 * pixels) + " (float32) or " + std::to_string(2 * pixels) +
-                                   " (int16)");
+        return frame;
     }
-    return frame;
+    throw unreadable(path, "it has " + std::to_string(bytes.size()) + " bytes, but --size " +
+                               std::to_string(size.width) + "x" + std::to_string(size.height) + " needs " +
+                               std::to_string(4 * pixels) + " (float32) or " + std::to_string(2 * pixels) + " (int16)");
+}
+
+// Little-endian whatever the host, as readRaw expects.
+void writeRaw(const std::string& path, const std::string& temporary, const cv::Mat& image) {
+    if (image.type() != CV_16SC1 && image.type() != CV_32FC1)
+        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "raw files hold int16 or float32 values"));
+    const size_t bytesPerValue = image.elemSize();
+    std::vector<unsigned char> bytes;
+    bytes.reserve(image.total() * bytesPerValue);
+    for (int row = 0; row < image.rows; ++row) {
+        const unsigned char* values = image.ptr(row);
+        for (int col = 0; col < image.cols; ++col) {
+            const unsigned char* value = values + col * bytesPerValue;
+            uint32_t bits = 0;
+            if (bytesPerValue == 2) {
+                uint16_t half;
+                std::memcpy(&half, value, sizeof half);
+                bits = half;
+            } else {
+                std::memcpy(&bits, value, sizeof bits);
+            }
+            for (size_t k = 0; k < bytesPerValue; ++k) bytes.push_back(static_cast<unsigned char>(bits >> (8 * k)));
+        }
+    }
+    std::ofstream out(temporary, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!out.flush()) throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "write failed"));
+}
+
+bool isRawPath(const std::string& path) { return fs::path(path).extension() == ".raw"; }
+
+void requireImageWriter(const std::string& path) {
+    if (!isRawPath(path) && !cv::haveImageWriter(path))
+        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "unsupported image format"));
 }
 
 }  // namespace
+
+std::string cannotRead(const std::string& path, const std::string& reason) {
+    return "cannot read '" + path + "': " + reason;
+}
 
 void requireReadableFile(const std::string& path) {
     std::error_code error;
@@ -61,7 +100,7 @@ void requireReadableFile(const std::string& path) {
     if (access(path.c_str(), R_OK) != 0) throw unreadable(path, "permission denied");
 }
 
-cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
+cv::Mat readImage(const std::string& path, cv::Size rawSize) {
     requireReadableFile(path);
     if (!rawSize.empty()) return readRaw(path, rawSize);
     if (!cv::haveImageReader(path))
@@ -71,20 +110,19 @@ cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
     if (image.channels() != 1)
         throw unreadable(
             path, "unsupported format: " + std::to_string(image.channels()) + " channels, a thermal frame has one");
+    return image;
+}
+
+cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
     cv::Mat_<float> frame;
-    image.convertTo(frame, CV_32F);
+    readImage(path, rawSize).convertTo(frame, CV_32F);
     return frame;
 }
 
-void requireWritableImage(const std::string& path) {
-    if (!cv::haveImageWriter(path))
-        throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "unsupported image format"));
-    requireWritable(path);
-}
-
-void writeImage(const std::string& path, const cv::Mat& image) {
-    requireWritableImage(path);
-    PendingFile file(path);
+void writeImage(PendingFile& file, const cv::Mat& image) {
+    const std::string& path = file.path();
+    requireImageWriter(path);
+    if (isRawPath(path)) return writeRaw(path, file.temporary(), image);
     bool written = false;
     try {
         written = cv::imwrite(file.temporary(), image);
@@ -92,6 +130,17 @@ void writeImage(const std::string& path, const cv::Mat& image) {
         throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, error.err));
     }
     if (!written) throw ToolError(ExitCode::UnwritableOutput, cannotWrite(path, "the image encoder failed"));
+}
+
+void requireWritableImage(const std::string& path) {
+    requireImageWriter(path);  // before the folder, as a usage mistake
+    requireWritable(path);
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    requireImageWriter(path);
+    PendingFile file(path);
+    writeImage(file, image);
     file.commit();
 }
 

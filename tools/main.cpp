@@ -36,8 +36,12 @@ const char* const kExitCodes = R"(Exit codes:
 
 // "vsr run" for an error inside a command, "vsr" before one was recognised.
 std::string programName(const CLI::App& vsr) {
-    const auto commands = vsr.get_subcommands();
-    return commands.empty() ? "vsr" : "vsr " + commands.front()->get_name();
+    std::string name = "vsr";
+    for (const CLI::App* command = &vsr; !command->get_subcommands().empty();) {
+        command = command->get_subcommands().front();
+        name += " " + command->get_name();
+    }
+    return name;
 }
 
 [[noreturn]] void interrupted(int) {
@@ -63,6 +67,7 @@ int main(int argc, char** argv) {
     addRunCommand(vsr);
     addSimulateCommand(vsr);
     addScoreCommand(vsr);
+    addBadPixelsCommand(vsr);
     addDemoCommand(vsr);
 
     try {

@@ -76,7 +76,7 @@ TEST(VsrProgram, HelpListsCommandsAndExitCodes) {
     EXPECT_EQ(top.exitCode, 0);
     EXPECT_NE(top.out.find("Exit codes:"), std::string::npos);
     EXPECT_NE(top.out.find("  4  the frames cannot form a burst"), std::string::npos);
-    for (const char* command : {"run", "simulate", "score", "demo"}) {
+    for (const char* command : {"run", "simulate", "score", "badpixels", "demo"}) {
         SCOPED_TRACE(command);
         EXPECT_NE(top.out.find(std::string("\n  ") + command + " "), std::string::npos);
         const ProgramRun help = vsr({command, "--help"});
@@ -120,6 +120,7 @@ TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
          "vsr run: './out.tif' is named for two outputs (see 'vsr run --help')\n"},
         {{"simulate", "-o", "x", "--scene", "moon"},
          "vsr simulate: --scene: moon not in {building,people,star} (see 'vsr simulate --help')\n"},
+        {{"badpixels", "find", "flat.png"}, "vsr badpixels find: -o is required (see 'vsr badpixels find --help')\n"},
         {{"demo", "extra"}, "vsr demo: The following argument was not expected: extra (see 'vsr demo --help')\n"},
     };
     for (const Case& c : cases) {
