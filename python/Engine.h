@@ -21,17 +21,17 @@ struct EngineOptions {
     std::optional<std::string> camera;  ///< camera and lens, e.g. "k425 FOV 25"; picks the PSF sigma
     std::optional<int> reference;       ///< counted back from the newest frame; 3, or window - 1 if smaller
     std::optional<float> tvWeight;      ///< 400, as the C interface
-    std::optional<int> iterations;      ///< the minimiser's own limit
+    std::optional<int> iterations;      ///< 8
     std::optional<float> psfSigma;      ///< 0.683 high-resolution pixels
     bool verbose = false;               ///< let the engine's timing lines through to stdout
 };
 
 /// What one added frame led to.
 struct Outcome {
-    bool computed = false;        ///< the frame completed a window and a new result exists
-    int code = 0;                 ///< 0, or the warning code -2, -3, -4 or -6
-    std::string warning;          ///< the warning in words; empty for code 0
-    std::optional<float> quality; ///< the engine's quality figure (1 to 2), when known
+    bool computed = false;         ///< the frame completed a window and a new result exists
+    int code = 0;                  ///< 0, or the warning code -2, -3, -4 or -6
+    std::string warning;           ///< the warning in words; empty for code 0
+    std::optional<float> quality;  ///< the engine's quality figure (1 to 2), when known
 };
 
 /// The float engine behind vsr.Engine, with the registration chosen by name,

@@ -60,8 +60,8 @@ py::object shiftsOf(Engine& engine) {
 py::object masksOf(const Engine& engine) {
     if (!engine.hasResult()) return py::none();
     const auto masks = engine.masks();
-    py::array_t<unsigned char> array({static_cast<py::ssize_t>(masks.size()), py::ssize_t{engine.height()},
-                                      py::ssize_t{engine.width()}});
+    py::array_t<unsigned char> array(
+        {static_cast<py::ssize_t>(masks.size()), py::ssize_t{engine.height()}, py::ssize_t{engine.width()}});
     unsigned char* out = array.mutable_data();
     for (const auto& mask : masks) out = std::copy(mask.begin(), mask.end(), out);
     return std::move(array);
@@ -94,7 +94,7 @@ camera          camera and lens, e.g. "k425 FOV 25": sets the blur of the sensor
 reference       the reference frame, counted back from the newest: 0 is the
                 newest; default 3, or window - 1 for a smaller window.
 tv_weight       weight of the total-variation term (>= 1); default 400.
-iterations      most conjugate-gradient iterations (>= 1).
+iterations      most conjugate-gradient iterations (>= 1); default 8.
 psf_sigma       sigma of the sensor blur in output pixels (> 0); default 0.683.
                 Give either camera or psf_sigma.
 verbose         let the engine's timing lines through to standard output.
@@ -121,9 +121,8 @@ PYBIND11_MODULE(_core, m) {
         .def("__repr__", &describe);
 
     py::class_<Engine>(m, "Engine", engineDoc)
-        .def(py::init([](int width, int height, int window, std::string registration,
-                         std::optional<std::string> camera, std::optional<int> reference,
-                         std::optional<float> tvWeight, std::optional<int> iterations,
+        .def(py::init([](int width, int height, int window, std::string registration, std::optional<std::string> camera,
+                         std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
                          std::optional<float> psfSigma, bool verbose) {
                  EngineOptions options;
                  options.width = width;
@@ -170,8 +169,7 @@ PYBIND11_MODULE(_core, m) {
         .def_property_readonly("width", &Engine::width)
         .def_property_readonly("height", &Engine::height)
         .def_property_readonly("window", &Engine::window)
-        .def_property_readonly("reference", &Engine::reference,
-                               "The reference frame, counted back from the newest.")
+        .def_property_readonly("reference", &Engine::reference, "The reference frame, counted back from the newest.")
         .def_property_readonly("registration", &Engine::registration)
         .def("__repr__", [](const Engine& engine) {
             return "Engine(" + std::to_string(engine.width()) + ", " + std::to_string(engine.height()) +
