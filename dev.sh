@@ -9,7 +9,8 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libcli11-dev)
+PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libcli11-dev
+  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev)
 OPTIONAL_PACKAGES=(libopencv-superres-dev)
 JOBS=$(nproc 2>/dev/null || echo 2)
 

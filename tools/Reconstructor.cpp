@@ -2,6 +2,7 @@
 #include "Reconstructor.h"
 #include "CInterfaceReconstructor.h"
 #include "EngineReconstructor.h"
+#include "EngineWarnings.h"
 #include "ToolError.h"
 
 #include <cstdio>
@@ -19,19 +20,7 @@ std::unique_ptr<Reconstructor> Reconstructor::create(cv::Size frameSize, const R
 }
 
 std::string Outcome::describe() const {
-    switch (code) {
-        case -2: return "warning: a frame has defective pixels that could not be repaired from their neighbours";
-        case -3:
-            return "warning: half or more of the pixels of some frame could not be aligned and were left out; "
-                   "the result is little better than the reference frame";
-        case -4:
-            return "warning: a frame has almost no contrast (its value range is below the structure threshold); "
-                   "it was used anyway";
-        case -6:
-            return "warning: large displacement: a frame moved by more than a tenth of the frame height "
-                   "against the reference; the result may be blurred";
-        default: break;
-    }
+    if (const char* warning = engineWarning(code)) return std::string("warning: ") + warning;
     if (!computed || quality < 0.0f) return "";
     char text[200];
     std::snprintf(text, sizeof text,

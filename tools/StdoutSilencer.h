@@ -6,7 +6,9 @@ namespace tools {
 
 /// While alive (and enabled), sends everything written to the process's
 /// standard output to /dev/null: the library prints its timing lines there,
-/// which would mix with the tool's own output.
+/// which would mix with the host's own output. Silencers may overlap, also
+/// across threads (the Python binding runs engines without the GIL): standard
+/// output comes back when the last one ends.
 class StdoutSilencer {
 public:
     explicit StdoutSilencer(bool enabled);
@@ -15,7 +17,7 @@ public:
     StdoutSilencer& operator=(const StdoutSilencer&) = delete;
 
 private:
-    int saved_ = -1;
+    bool active_ = false;
 };
 
 }  // namespace tools

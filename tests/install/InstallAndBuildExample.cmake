@@ -2,14 +2,7 @@
 # against that copy twice, with its CMake package and with pkg-config, and runs
 # both programs. Run with cmake -P and the -D variables set by tests/CMakeLists.txt:
 # BUILD_DIR, SOURCE_DIR, WORK_DIR, C_COMPILER, C_FLAGS, SONAME_VERSION.
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "failed (${status}): ${ARGN}\n${out}\n${err}")
-  endif()
-  message(STATUS "${out}")
-  set(output "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/Run.cmake)
 
 set(prefix ${WORK_DIR}/prefix)
 file(REMOVE_RECURSE ${WORK_DIR})
