@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev)
-OPTIONAL_PACKAGES=(libopencv-superres-dev)
+OPTIONAL_PACKAGES=(libopencv-superres-dev libfftw3-dev)
 JOBS=$(nproc 2>/dev/null || echo 2)
 
 missing_packages() {
@@ -42,7 +42,7 @@ deps() {
   echo "dev.sh: installing $missing $optional" >&2
   export DEBIAN_FRONTEND=noninteractive
   if ! { $sudo apt-get update -qq && $sudo apt-get install -y -qq $missing $optional >/dev/null; }; then
-    # The optional packages only add a comparison row to the benchmark.
+    # The optional packages only add comparison rows to the benchmarks.
     if [ -n "$missing" ] && ! $sudo apt-get install -y -qq $missing >/dev/null; then
       echo "dev.sh: apt-get could not install: $missing" >&2
       exit 1
