@@ -46,8 +46,55 @@ SrFloatFft2d::SrFloatFft2d(int width, int height)
 
 SrFloatFft2d::~SrFloatFft2d() = default;
 
+namespace {
+
+// Rows y0 ... y0 + L - 1 of the image, element x of row b at lanes[x * L + b]. Lanes
+// past the last row repeat it: they are transformed but never written back.
+void rowsToLanes(const float* image, int width, int height, int y0, float* lanes) {
+    const float* rows[L];
+    for (int b = 0; b < L; ++b) rows[b] = image + static_cast<std::size_t>(std::min(y0 + b, height - 1)) * width;
+    for (int x = 0; x < width; ++x)
+        for (int b = 0; b < L; ++b) lanes[x * L + b] = rows[b][x];
+}
+
+void lanesToRows(const float* lanes, int width, int count, float* rows) {
+    for (int b = 0; b < count; ++b) {
+        float* row = rows + static_cast<std::size_t>(b) * width;
+        for (int x = 0; x < width; ++x) row[x] = lanes[x * L + b];
+    }
+}
+
+// Columns k0 ... k0 + L - 1 of a half spectrum with `columns` values a row: the
+// real part of row y at lanes[2 y L + b], the imaginary part L further. Lanes past
+// the last column repeat it.
+void columnsToLanes(const float (*spectrum)[2], int columns, int height, int k0, float* lanes) {
+    int at[L];
+    for (int b = 0; b < L; ++b) at[b] = std::min(k0 + b, columns - 1);
+    for (int y = 0; y < height; ++y) {
+        const float(*row)[2] = spectrum + static_cast<std::size_t>(y) * columns;
+        float* re = lanes + 2 * y * L;
+        for (int b = 0; b < L; ++b) {
+            re[b] = row[at[b]][0];
+            re[L + b] = row[at[b]][1];
+        }
+    }
+}
+
+void lanesToColumns(const float* lanes, int columns, int height, int k0, int count, float (*spectrum)[2]) {
+    for (int y = 0; y < height; ++y) {
+        float(*row)[2] = spectrum + static_cast<std::size_t>(y) * columns + k0;
+        const float* re = lanes + 2 * y * L;
+        for (int b = 0; b < count; ++b) {
+            row[b][0] = re[b];
+            row[b][1] = re[L + b];
+        }
+    }
+}
+
+}  // namespace
+
 // Rows and then columns go through the 1-D transforms kFftBatch at a time: each
-// lane runs the arithmetic of one row or column alone, and unused lanes run on zeros.
+// lane runs the arithmetic of one row or column alone.
 void SrFloatFft2d::forward(const float* image, float (*spectrum)[2]) {
     const FftPlan rowPlan{realFactors, realWork.get()};
     const FftPlan columnPlan{complexFactors, complexWork.get()};
@@ -56,14 +103,9 @@ void SrFloatFft2d::forward(const float* image, float (*spectrum)[2]) {
     float* lanes = batch.get();
 
     for (int y0 = 0; y0 < height; y0 += L) {
-        const int count = std::min(L, height - y0);
-        std::fill(lanes, lanes + static_cast<std::size_t>(width) * L, 0.0f);
-        for (int b = 0; b < count; ++b) {
-            const float* row = image + static_cast<std::size_t>(y0 + b) * width;
-            for (int x = 0; x < width; ++x) lanes[x * L + b] = row[x];
-        }
+        rowsToLanes(image, width, height, y0, lanes);
         fftForwardRealBatch(rowPlan, lanes, batchScratch.get());
-        for (int b = 0; b < count; ++b) {
+        for (int b = 0; b < std::min(L, height - y0); ++b) {
             float(*out)[2] = spectrum + static_cast<std::size_t>(y0 + b) * columns;
             out[0][0] = lanes[b];
             out[0][1] = 0.0f;
@@ -79,27 +121,9 @@ void SrFloatFft2d::forward(const float* image, float (*spectrum)[2]) {
     }
 
     for (int k0 = 0; k0 < columns; k0 += L) {
-        const int count = std::min(L, columns - k0);
-        std::fill(lanes, lanes + static_cast<std::size_t>(2 * height) * L, 0.0f);
-        for (int y = 0; y < height; ++y) {
-            const float(*in)[2] = spectrum + static_cast<std::size_t>(y) * columns + k0;
-            float* re = lanes + 2 * y * L;
-            float* im = re + L;
-            for (int b = 0; b < count; ++b) {
-                re[b] = in[b][0];
-                im[b] = in[b][1];
-            }
-        }
+        columnsToLanes(spectrum, columns, height, k0, lanes);
         fftForwardComplexBatch(columnPlan, lanes, batchScratch.get());
-        for (int y = 0; y < height; ++y) {
-            float(*out)[2] = spectrum + static_cast<std::size_t>(y) * columns + k0;
-            const float* re = lanes + 2 * y * L;
-            const float* im = re + L;
-            for (int b = 0; b < count; ++b) {
-                out[b][0] = re[b];
-                out[b][1] = im[b];
-            }
-        }
+        lanesToColumns(lanes, columns, height, k0, std::min(L, columns - k0), spectrum);
     }
 }
 
@@ -111,49 +135,32 @@ void SrFloatFft2d::backward(const float (*spectrum)[2], float* image) {
     float* lanes = batch.get();
 
     for (int k0 = 0; k0 < columns; k0 += L) {
-        const int count = std::min(L, columns - k0);
-        std::fill(lanes, lanes + static_cast<std::size_t>(2 * height) * L, 0.0f);
-        for (int y = 0; y < height; ++y) {
-            const float(*in)[2] = spectrum + static_cast<std::size_t>(y) * columns + k0;
-            float* re = lanes + 2 * y * L;
-            float* im = re + L;
-            for (int b = 0; b < count; ++b) {
-                re[b] = in[b][0];
-                im[b] = in[b][1];
-            }
-        }
+        columnsToLanes(spectrum, columns, height, k0, lanes);
         fftBackwardComplexBatch(columnPlan, lanes, batchScratch.get());
-        // Back into half-complex order, row by row.
+        // Back into half-complex order, row by row: the real part of column 0 and of
+        // column width / 2 at the ends, real and imaginary parts of the others
+        // alternating in between.
+        const int first = std::max(k0, 1), end = std::min(k0 + L, half);
         for (int y = 0; y < height; ++y) {
             float* row = image + static_cast<std::size_t>(y) * width;
-            const float* re = lanes + 2 * y * L;
+            const float* re = lanes + 2 * y * L - k0;
             const float* im = re + L;
-            for (int b = 0; b < count; ++b) {
-                const int k = k0 + b;
-                if (k == 0) row[0] = re[b];
-                if (k >= 1 && k < half) {
-                    row[2 * k - 1] = re[b];
-                    row[2 * k] = im[b];
-                }
-                if (k == half) row[width - 1] = re[b];
+            for (int k = first; k < end; ++k) {
+                row[2 * k - 1] = re[k];
+                row[2 * k] = im[k];
             }
+            if (k0 == 0) row[0] = re[0];
+            if (half < k0 + L) row[width - 1] = re[half];
             // An odd width has no place for the real part that forward dropped.
-            if (width % 2 == 1 && width > 1 && k0 + count == columns) row[width - 2] = 0.0f;
+            if (half < k0 + L && width % 2 == 1 && width > 1) row[width - 2] = 0.0f;
         }
     }
 
+    float* scratch = batchScratch.get();
     for (int y0 = 0; y0 < height; y0 += L) {
-        const int count = std::min(L, height - y0);
-        std::fill(lanes, lanes + static_cast<std::size_t>(width) * L, 0.0f);
-        for (int b = 0; b < count; ++b) {
-            const float* row = image + static_cast<std::size_t>(y0 + b) * width;
-            for (int x = 0; x < width; ++x) lanes[x * L + b] = row[x];
-        }
-        fftBackwardRealBatch(rowPlan, lanes, batchScratch.get());
-        for (int b = 0; b < count; ++b) {
-            float* row = image + static_cast<std::size_t>(y0 + b) * width;
-            for (int x = 0; x < width; ++x) row[x] = lanes[x * L + b];
-        }
+        rowsToLanes(image, width, height, y0, lanes);
+        fftBackwardRealBatch(rowPlan, lanes, scratch);
+        lanesToRows(lanes, width, std::min(L, height - y0), image + static_cast<std::size_t>(y0) * width);
     }
 }
 

@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 
 #include "vision/superresolution/SrFloatSubPixelFlow.h"
+#include "vorel/Dispatch.h"
 #include "vorel/Exception.h"
 
 #include <algorithm>
@@ -111,7 +112,7 @@ void SrFloatRegistration1::getCompleteShifts(std::vector<cv::Point_<float>>& out
     if (&out != &completeShifts) out = completeShifts;
 }
 
-void SrFloatRegistration1::smooth_(const Bin* spectrum, const float* raw, float* out) {
+VOREL_DISPATCH_AVX2 void SrFloatRegistration1::smooth_(const Bin* spectrum, const float* raw, float* out) {
     const Bin* gauss = gaussSpectrum.get();
     Bin* product = crossSpectrum.get();
     for (int i = 0; i < specSize; ++i) {
@@ -123,7 +124,7 @@ void SrFloatRegistration1::smooth_(const Bin* spectrum, const float* raw, float*
     fft->repairGaussBlur(raw, out, gaussRadius, gaussKernel.get());
 }
 
-cv::Point_<int> SrFloatRegistration1::phaseCorrelation() {
+VOREL_DISPATCH_AVX2 cv::Point_<int> SrFloatRegistration1::phaseCorrelation() {
     const Bin* a = refSpectrum;
     const Bin* b = frameSpectrum;
     Bin* cross = crossSpectrum.get();

@@ -40,21 +40,11 @@ inline void rotate(float wr, float wi, float re, float im, float* outRe, float* 
     }
 }
 
-template <Direction D, int L>
+// With one value per run (ido = 2) the passes leave out the twiddles, which
+// would all be 1; a template argument, so that the lane loops stay branch-free.
+template <Direction D, int L, bool Twiddled>
 void pass2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
     const Cube<L> cc{ccp, ido, 2}, ch{chp, ido, l1};
-    if (ido <= 2) {
-        for (int k = 0; k < l1; ++k) {
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                ch(0, k, 0)[v] = cc(0, 0, k)[v] + cc(0, 1, k)[v];
-                ch(0, k, 1)[v] = cc(0, 0, k)[v] - cc(0, 1, k)[v];
-                ch(1, k, 0)[v] = cc(1, 0, k)[v] + cc(1, 1, k)[v];
-                ch(1, k, 1)[v] = cc(1, 0, k)[v] - cc(1, 1, k)[v];
-            }
-        }
-        return;
-    }
     for (int k = 0; k < l1; ++k) {
         for (int i = 0; i < ido; i += 2) {
             const float wr = wa1[i], wi = wa1[i + 1];
@@ -64,36 +54,21 @@ void pass2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
                 const float tr2 = cc(i, 0, k)[v] - cc(i, 1, k)[v];
                 ch(i + 1, k, 0)[v] = cc(i + 1, 0, k)[v] + cc(i + 1, 1, k)[v];
                 const float ti2 = cc(i + 1, 0, k)[v] - cc(i + 1, 1, k)[v];
-                rotate<D>(wr, wi, tr2, ti2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
+                if constexpr (Twiddled) {
+                    rotate<D>(wr, wi, tr2, ti2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
+                } else {
+                    ch(i, k, 1)[v] = tr2;
+                    ch(i + 1, k, 1)[v] = ti2;
+                }
             }
         }
     }
 }
 
-template <Direction D, int L>
+template <Direction D, int L, bool Twiddled>
 void pass3(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2) {
     const Cube<L> cc{ccp, ido, 3}, ch{chp, ido, l1};
     constexpr float taui = sine<D>(0.866025403784439f);
-    if (ido == 2) {
-        for (int k = 0; k < l1; ++k) {
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float tr2 = cc(0, 1, k)[v] + cc(0, 2, k)[v];
-                const float cr2 = cc(0, 0, k)[v] + kTaur * tr2;
-                ch(0, k, 0)[v] = cc(0, 0, k)[v] + tr2;
-                const float ti2 = cc(1, 1, k)[v] + cc(1, 2, k)[v];
-                const float ci2 = cc(1, 0, k)[v] + kTaur * ti2;
-                ch(1, k, 0)[v] = cc(1, 0, k)[v] + ti2;
-                const float cr3 = taui * (cc(0, 1, k)[v] - cc(0, 2, k)[v]);
-                const float ci3 = taui * (cc(1, 1, k)[v] - cc(1, 2, k)[v]);
-                ch(0, k, 1)[v] = cr2 - ci3;
-                ch(0, k, 2)[v] = cr2 + ci3;
-                ch(1, k, 1)[v] = ci2 + cr3;
-                ch(1, k, 2)[v] = ci2 - cr3;
-            }
-        }
-        return;
-    }
     for (int k = 0; k < l1; ++k) {
         for (int i = 0; i < ido; i += 2) {
             const float w1r = wa1[i], w1i = wa1[i + 1], w2r = wa2[i], w2i = wa2[i + 1];
@@ -111,23 +86,33 @@ void pass3(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
                 const float dr3 = cr2 + ci3;
                 const float di2 = ci2 + cr3;
                 const float di3 = ci2 - cr3;
-                rotate<D>(w1r, w1i, dr2, di2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                rotate<D>(w2r, w2i, dr3, di3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
+                if constexpr (Twiddled) {
+                    rotate<D>(w1r, w1i, dr2, di2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
+                    rotate<D>(w2r, w2i, dr3, di3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
+                } else {
+                    ch(i, k, 1)[v] = dr2;
+                    ch(i, k, 2)[v] = dr3;
+                    ch(i + 1, k, 1)[v] = di2;
+                    ch(i + 1, k, 2)[v] = di3;
+                }
             }
         }
     }
 }
 
-template <Direction D, int L>
+template <Direction D, int L, bool Twiddled>
 void pass4(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3) {
     const Cube<L> cc{ccp, ido, 4}, ch{chp, ido, l1};
     for (int k = 0; k < l1; ++k) {
         for (int i = 0; i < ido; i += 2) {
+            const float w1r = wa1[i], w1i = wa1[i + 1], w2r = wa2[i], w2i = wa2[i + 1];
+            const float w3r = wa3[i], w3i = wa3[i + 1];
             VOREL_FFT_LANES
             for (int v = 0; v < L; ++v) {
                 const float ti1 = cc(i + 1, 0, k)[v] - cc(i + 1, 2, k)[v];
                 const float ti2 = cc(i + 1, 0, k)[v] + cc(i + 1, 2, k)[v];
                 const float ti3 = cc(i + 1, 1, k)[v] + cc(i + 1, 3, k)[v];
+                // The direction turns these two differences round.
                 const float tr4 = D == Direction::Forward ? cc(i + 1, 1, k)[v] - cc(i + 1, 3, k)[v]
                                                           : cc(i + 1, 3, k)[v] - cc(i + 1, 1, k)[v];
                 const float tr1 = cc(i, 0, k)[v] - cc(i, 2, k)[v];
@@ -136,32 +121,31 @@ void pass4(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
                                                           : cc(i, 1, k)[v] - cc(i, 3, k)[v];
                 const float tr3 = cc(i, 1, k)[v] + cc(i, 3, k)[v];
                 ch(i, k, 0)[v] = tr2 + tr3;
+                const float cr3 = tr2 - tr3;
                 ch(i + 1, k, 0)[v] = ti2 + ti3;
-                if (ido == 2) {
-                    // One value per run: no twiddles.
-                    ch(i, k, 2)[v] = tr2 - tr3;
-                    ch(i + 1, k, 2)[v] = ti2 - ti3;
-                    ch(i, k, 1)[v] = tr1 + tr4;
-                    ch(i, k, 3)[v] = tr1 - tr4;
-                    ch(i + 1, k, 1)[v] = ti1 + ti4;
-                    ch(i + 1, k, 3)[v] = ti1 - ti4;
+                const float ci3 = ti2 - ti3;
+                const float cr2 = tr1 + tr4;
+                const float cr4 = tr1 - tr4;
+                const float ci2 = ti1 + ti4;
+                const float ci4 = ti1 - ti4;
+                if constexpr (Twiddled) {
+                    rotate<D>(w1r, w1i, cr2, ci2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
+                    rotate<D>(w2r, w2i, cr3, ci3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
+                    rotate<D>(w3r, w3i, cr4, ci4, &ch(i, k, 3)[v], &ch(i + 1, k, 3)[v]);
                 } else {
-                    const float cr3 = tr2 - tr3;
-                    const float ci3 = ti2 - ti3;
-                    const float cr2 = tr1 + tr4;
-                    const float cr4 = tr1 - tr4;
-                    const float ci2 = ti1 + ti4;
-                    const float ci4 = ti1 - ti4;
-                    rotate<D>(wa1[i], wa1[i + 1], cr2, ci2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                    rotate<D>(wa2[i], wa2[i + 1], cr3, ci3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
-                    rotate<D>(wa3[i], wa3[i + 1], cr4, ci4, &ch(i, k, 3)[v], &ch(i + 1, k, 3)[v]);
+                    ch(i, k, 1)[v] = cr2;
+                    ch(i, k, 2)[v] = cr3;
+                    ch(i, k, 3)[v] = cr4;
+                    ch(i + 1, k, 1)[v] = ci2;
+                    ch(i + 1, k, 2)[v] = ci3;
+                    ch(i + 1, k, 3)[v] = ci4;
                 }
             }
         }
     }
 }
 
-template <Direction D, int L>
+template <Direction D, int L, bool Twiddled>
 void pass5(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3,
            const float* wa4) {
     const Cube<L> cc{ccp, ido, 5}, ch{chp, ido, l1};
@@ -169,6 +153,8 @@ void pass5(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
     constexpr float ti12 = sine<D>(0.587785252292473f);
     for (int k = 0; k < l1; ++k) {
         for (int i = 0; i < ido; i += 2) {
+            const float w1r = wa1[i], w1i = wa1[i + 1], w2r = wa2[i], w2i = wa2[i + 1];
+            const float w3r = wa3[i], w3i = wa3[i + 1], w4r = wa4[i], w4i = wa4[i + 1];
             VOREL_FFT_LANES
             for (int v = 0; v < L; ++v) {
                 const float ti5 = cc(i + 1, 1, k)[v] - cc(i + 1, 4, k)[v];
@@ -189,28 +175,28 @@ void pass5(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
                 const float ci5 = ti11 * ti5 + ti12 * ti4;
                 const float cr4 = ti12 * tr5 - ti11 * tr4;
                 const float ci4 = ti12 * ti5 - ti11 * ti4;
-                if (ido == 2) {
-                    ch(i, k, 1)[v] = cr2 - ci5;
-                    ch(i, k, 4)[v] = cr2 + ci5;
-                    ch(i + 1, k, 1)[v] = ci2 + cr5;
-                    ch(i + 1, k, 2)[v] = ci3 + cr4;
-                    ch(i, k, 2)[v] = cr3 - ci4;
-                    ch(i, k, 3)[v] = cr3 + ci4;
-                    ch(i + 1, k, 3)[v] = ci3 - cr4;
-                    ch(i + 1, k, 4)[v] = ci2 - cr5;
+                const float dr3 = cr3 - ci4;
+                const float dr4 = cr3 + ci4;
+                const float di3 = ci3 + cr4;
+                const float di4 = ci3 - cr4;
+                const float dr5 = cr2 + ci5;
+                const float dr2 = cr2 - ci5;
+                const float di5 = ci2 - cr5;
+                const float di2 = ci2 + cr5;
+                if constexpr (Twiddled) {
+                    rotate<D>(w1r, w1i, dr2, di2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
+                    rotate<D>(w2r, w2i, dr3, di3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
+                    rotate<D>(w3r, w3i, dr4, di4, &ch(i, k, 3)[v], &ch(i + 1, k, 3)[v]);
+                    rotate<D>(w4r, w4i, dr5, di5, &ch(i, k, 4)[v], &ch(i + 1, k, 4)[v]);
                 } else {
-                    const float dr3 = cr3 - ci4;
-                    const float dr4 = cr3 + ci4;
-                    const float di3 = ci3 + cr4;
-                    const float di4 = ci3 - cr4;
-                    const float dr5 = cr2 + ci5;
-                    const float dr2 = cr2 - ci5;
-                    const float di5 = ci2 - cr5;
-                    const float di2 = ci2 + cr5;
-                    rotate<D>(wa1[i], wa1[i + 1], dr2, di2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                    rotate<D>(wa2[i], wa2[i + 1], dr3, di3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
-                    rotate<D>(wa3[i], wa3[i + 1], dr4, di4, &ch(i, k, 3)[v], &ch(i + 1, k, 3)[v]);
-                    rotate<D>(wa4[i], wa4[i + 1], dr5, di5, &ch(i, k, 4)[v], &ch(i + 1, k, 4)[v]);
+                    ch(i, k, 1)[v] = dr2;
+                    ch(i, k, 2)[v] = dr3;
+                    ch(i, k, 3)[v] = dr4;
+                    ch(i, k, 4)[v] = dr5;
+                    ch(i + 1, k, 1)[v] = di2;
+                    ch(i + 1, k, 2)[v] = di3;
+                    ch(i + 1, k, 3)[v] = di4;
+                    ch(i + 1, k, 4)[v] = di5;
                 }
             }
         }
@@ -330,11 +316,32 @@ void transform(const int* factors, float* c, float* ch, const float* wa) {
         float* out = inData ? ch : c;
         const float* w = wa + iw;
         bool moved = true;
+        const bool twiddled = ido > 2;
         switch (ip) {
-            case 4: pass4<D, L>(ido, l1, in, out, w, w + ido, w + 2 * ido); break;
-            case 2: pass2<D, L>(ido, l1, in, out, w); break;
-            case 3: pass3<D, L>(ido, l1, in, out, w, w + ido); break;
-            case 5: pass5<D, L>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido); break;
+            case 4:
+                if (twiddled)
+                    pass4<D, L, true>(ido, l1, in, out, w, w + ido, w + 2 * ido);
+                else
+                    pass4<D, L, false>(ido, l1, in, out, w, w + ido, w + 2 * ido);
+                break;
+            case 2:
+                if (twiddled)
+                    pass2<D, L, true>(ido, l1, in, out, w);
+                else
+                    pass2<D, L, false>(ido, l1, in, out, w);
+                break;
+            case 3:
+                if (twiddled)
+                    pass3<D, L, true>(ido, l1, in, out, w, w + ido);
+                else
+                    pass3<D, L, false>(ido, l1, in, out, w, w + ido);
+                break;
+            case 5:
+                if (twiddled)
+                    pass5<D, L, true>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido);
+                else
+                    pass5<D, L, false>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido);
+                break;
             default: moved = passGeneral<D, L>(ido, ip, l1, ido * l1, in, out, w); break;
         }
         if (moved) inData = !inData;

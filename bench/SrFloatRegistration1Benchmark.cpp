@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Proprietary
+#include "vision/superresolution/SrFloatRegistration1.h"
+
+#include "RegistrationWindow.h"
+#include "tests/support/SyntheticBurst.h"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+using vorel::bench::kWindow;
+using vorel::bench::RegistrationWindow;
+using vorel::vision::SrFloatRegistration1;
+
+// Whole parts of 2 pixels or more, which phase correlation without a window finds;
+// multiples of the scene's 1/4-pixel grid.
+const vorel::bench::WindowShifts kShifts = {{{-2.25f, 2.5f}, {2.5f, -2.5f}, {0.0f, 0.0f}, {3.75f, -2.5f}, {-2.0f, 3.25f}}};
+
+// Registration of a prepared window: its inputs stay unchanged, so every run repeats the same work.
+void BM_SrFloatRegistration1DoRegistration(benchmark::State& state) {
+    const int w = static_cast<int>(state.range(0)), h = static_cast<int>(state.range(1));
+    // A thermal scene: the smooth texture alone leaves the correlation to the
+    // frame border, which does not move.
+    vorel::test::SyntheticBurst scene(w, h, 4, 0.6f, 5);
+    RegistrationWindow window(kShifts, [&](cv::Point2f s) {
+        const cv::Mat_<float> frame = scene.frame(s, 0.02f);
+        return std::vector<float>(frame.begin(), frame.end());
+    });
+    SrFloatRegistration1 registration(w, h, kWindow);
+    window.prepare(registration);
+    int result = 0;
+    for (auto _ : state) {
+        result = window.run(registration);
+        benchmark::DoNotOptimize(result);
+        benchmark::ClobberMemory();
+    }
+    const double worst = window.worstError(registration);
+
+    if (result != 0 || !(worst < 0.1)) state.SkipWithError("registration missed the known shifts");
+    state.counters["worst_shift_error"] = worst;
+    state.SetItemsProcessed(state.iterations() * kWindow);
+}
+BENCHMARK(BM_SrFloatRegistration1DoRegistration)
+    ->Args({160, 120})
+    ->Args({320, 240})
+    ->Args({640, 480})
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
