@@ -58,10 +58,11 @@ void rowsToLanes(const float* image, int width, int height, int y0, float* lanes
 }
 
 void lanesToRows(const float* lanes, int width, int count, float* rows) {
-    for (int b = 0; b < count; ++b) {
-        float* row = rows + static_cast<std::size_t>(b) * width;
-        for (int x = 0; x < width; ++x) row[x] = lanes[x * L + b];
-    }
+    float* row[L];
+    for (int b = 0; b < L; ++b) row[b] = rows + static_cast<std::size_t>(std::min(b, count - 1)) * width;
+    // Lanes past `count` write their row again, after the lane that owns it.
+    for (int x = 0; x < width; ++x)
+        for (int b = L - 1; b >= 0; --b) row[b][x] = lanes[x * L + b];
 }
 
 // Columns k0 ... k0 + L - 1 of a half spectrum with `columns` values a row: the
