@@ -5,21 +5,32 @@
 
 #include "vision/superresolution/SrFloat.h"
 
+#include <variant>
+
 namespace vorel {
 namespace tools {
 
-/// Reconstruction with the C++ engine, for windows other than 5 and for the
-/// parameters that the C interface does not expose.
+/// How the engine finds the frames' shifts: corner tracking (the C interface's
+/// choice) or phase correlation (for scenes with little contrast).
+enum class RegistrationMethod { Corners, PhaseCorrelation };
+
+/// Reconstruction with the C++ engine, for windows other than 5, for the
+/// parameters that the C interface does not expose, and for the choice of the
+/// registration.
 class EngineReconstructor : public Reconstructor {
 public:
-    EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings);
+    EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings,
+                        RegistrationMethod registration = RegistrationMethod::Corners);
 
     Outcome add(const cv::Mat_<float>& frame) override;
     cv::Mat_<float> result() const override { return result_; }
-    int window() const override { return engine_.getWindowSize(); }
+    int window() const override;
 
 private:
-    vision::SrFloat<vision::SrFloatRegistration2> engine_;
+    using Engine = std::variant<vision::SrFloat<vision::SrFloatRegistration2>, vision::SrFloat<vision::SrFloatRegistration1>>;
+    static Engine makeEngine(cv::Size frameSize, int window, RegistrationMethod registration);
+
+    Engine engine_;
     bool verbose_;
     int frames_ = 0;
     cv::Mat_<float> result_;

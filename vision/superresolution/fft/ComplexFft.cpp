@@ -4,7 +4,7 @@
 // backward set are separate instantiations, told apart at compile time; ido counts
 // floats, two per complex value.
 #include "vision/superresolution/fft/Fft.h"
-#include "vision/superresolution/fft/FftArrays.h"
+#include "vision/superresolution/fft/FftKernels.h"
 #include "vorel/Dispatch.h"
 
 namespace vorel {
@@ -12,195 +12,46 @@ namespace vision {
 
 namespace {
 
+using fft_detail::butterfly;
 using fft_detail::copyElements;
 using fft_detail::Cube;
+using fft_detail::Direction;
+using fft_detail::load;
 using fft_detail::Plane;
+using fft_detail::rotate;
+using fft_detail::sine;
+using fft_detail::store;
+using fft_detail::Value;
 
-enum class Direction { Forward, Backward };
-
-constexpr float kTaur = -0.5f;
-constexpr float kTr11 = 0.309016994374947f;
-constexpr float kTr12 = -0.809016994374947f;
-
-// The sines change sign with the direction.
-template <Direction D>
-constexpr float sine(float value) {
-    return D == Direction::Forward ? -value : value;
-}
-
-// (re, im) times the twiddle (wr, wi), conjugated for the forward direction.
-template <Direction D>
-inline void rotate(float wr, float wi, float re, float im, float* outRe, float* outIm) {
-    if constexpr (D == Direction::Forward) {
-        *outRe = wr * re + wi * im;
-        *outIm = wr * im - wi * re;
-    } else {
-        *outRe = wr * re - wi * im;
-        *outIm = wr * im + wi * re;
-    }
-}
-
-// With one value per run (ido = 2) the passes leave out the twiddles, which
-// would all be 1; a template argument, so that the lane loops stay branch-free.
-template <Direction D, int L, bool Twiddled>
-void pass2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
-    const Cube<L> cc{ccp, ido, 2}, ch{chp, ido, l1};
+// Radix R = 2, 3, 4 or 5: the twiddle of output j starts at wa + (j - 1) ido. With
+// one value per run (ido = 2) the twiddles, all 1, are left out; a template
+// argument, so that the lane loop stays branch-free.
+template <int R, Direction D, int L, bool Twiddled>
+void pass(int ido, int l1, float* ccp, float* chp, const float* wa) {
+    const Cube<L> cc{ccp, ido, R}, ch{chp, ido, l1};
     for (int k = 0; k < l1; ++k) {
         for (int i = 0; i < ido; i += 2) {
-            const float wr = wa1[i], wi = wa1[i + 1];
             VOREL_FFT_LANES
             for (int v = 0; v < L; ++v) {
-                ch(i, k, 0)[v] = cc(i, 0, k)[v] + cc(i, 1, k)[v];
-                const float tr2 = cc(i, 0, k)[v] - cc(i, 1, k)[v];
-                ch(i + 1, k, 0)[v] = cc(i + 1, 0, k)[v] + cc(i + 1, 1, k)[v];
-                const float ti2 = cc(i + 1, 0, k)[v] - cc(i + 1, 1, k)[v];
-                if constexpr (Twiddled) {
-                    rotate<D>(wr, wi, tr2, ti2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                } else {
-                    ch(i, k, 1)[v] = tr2;
-                    ch(i + 1, k, 1)[v] = ti2;
+                Value a[R], y[R];
+                for (int j = 0; j < R; ++j) a[j] = load(cc(i, j, k), cc(i + 1, j, k), v);
+                butterfly<R, D>(a, y);
+                store(y[0], ch(i, k, 0), ch(i + 1, k, 0), v);
+                for (int j = 1; j < R; ++j) {
+                    const float* w = wa + (j - 1) * ido + i;
+                    store(Twiddled ? rotate<D>(w[0], w[1], y[j]) : y[j], ch(i, k, j), ch(i + 1, k, j), v);
                 }
             }
         }
     }
 }
 
-template <Direction D, int L, bool Twiddled>
-void pass3(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2) {
-    const Cube<L> cc{ccp, ido, 3}, ch{chp, ido, l1};
-    constexpr float taui = sine<D>(0.866025403784439f);
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 0; i < ido; i += 2) {
-            const float w1r = wa1[i], w1i = wa1[i + 1], w2r = wa2[i], w2i = wa2[i + 1];
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float tr2 = cc(i, 1, k)[v] + cc(i, 2, k)[v];
-                const float cr2 = cc(i, 0, k)[v] + kTaur * tr2;
-                ch(i, k, 0)[v] = cc(i, 0, k)[v] + tr2;
-                const float ti2 = cc(i + 1, 1, k)[v] + cc(i + 1, 2, k)[v];
-                const float ci2 = cc(i + 1, 0, k)[v] + kTaur * ti2;
-                ch(i + 1, k, 0)[v] = cc(i + 1, 0, k)[v] + ti2;
-                const float cr3 = taui * (cc(i, 1, k)[v] - cc(i, 2, k)[v]);
-                const float ci3 = taui * (cc(i + 1, 1, k)[v] - cc(i + 1, 2, k)[v]);
-                const float dr2 = cr2 - ci3;
-                const float dr3 = cr2 + ci3;
-                const float di2 = ci2 + cr3;
-                const float di3 = ci2 - cr3;
-                if constexpr (Twiddled) {
-                    rotate<D>(w1r, w1i, dr2, di2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                    rotate<D>(w2r, w2i, dr3, di3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
-                } else {
-                    ch(i, k, 1)[v] = dr2;
-                    ch(i, k, 2)[v] = dr3;
-                    ch(i + 1, k, 1)[v] = di2;
-                    ch(i + 1, k, 2)[v] = di3;
-                }
-            }
-        }
-    }
-}
-
-template <Direction D, int L, bool Twiddled>
-void pass4(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3) {
-    const Cube<L> cc{ccp, ido, 4}, ch{chp, ido, l1};
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 0; i < ido; i += 2) {
-            const float w1r = wa1[i], w1i = wa1[i + 1], w2r = wa2[i], w2i = wa2[i + 1];
-            const float w3r = wa3[i], w3i = wa3[i + 1];
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float ti1 = cc(i + 1, 0, k)[v] - cc(i + 1, 2, k)[v];
-                const float ti2 = cc(i + 1, 0, k)[v] + cc(i + 1, 2, k)[v];
-                const float ti3 = cc(i + 1, 1, k)[v] + cc(i + 1, 3, k)[v];
-                // The direction turns these two differences round.
-                const float tr4 = D == Direction::Forward ? cc(i + 1, 1, k)[v] - cc(i + 1, 3, k)[v]
-                                                          : cc(i + 1, 3, k)[v] - cc(i + 1, 1, k)[v];
-                const float tr1 = cc(i, 0, k)[v] - cc(i, 2, k)[v];
-                const float tr2 = cc(i, 0, k)[v] + cc(i, 2, k)[v];
-                const float ti4 = D == Direction::Forward ? cc(i, 3, k)[v] - cc(i, 1, k)[v]
-                                                          : cc(i, 1, k)[v] - cc(i, 3, k)[v];
-                const float tr3 = cc(i, 1, k)[v] + cc(i, 3, k)[v];
-                ch(i, k, 0)[v] = tr2 + tr3;
-                const float cr3 = tr2 - tr3;
-                ch(i + 1, k, 0)[v] = ti2 + ti3;
-                const float ci3 = ti2 - ti3;
-                const float cr2 = tr1 + tr4;
-                const float cr4 = tr1 - tr4;
-                const float ci2 = ti1 + ti4;
-                const float ci4 = ti1 - ti4;
-                if constexpr (Twiddled) {
-                    rotate<D>(w1r, w1i, cr2, ci2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                    rotate<D>(w2r, w2i, cr3, ci3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
-                    rotate<D>(w3r, w3i, cr4, ci4, &ch(i, k, 3)[v], &ch(i + 1, k, 3)[v]);
-                } else {
-                    ch(i, k, 1)[v] = cr2;
-                    ch(i, k, 2)[v] = cr3;
-                    ch(i, k, 3)[v] = cr4;
-                    ch(i + 1, k, 1)[v] = ci2;
-                    ch(i + 1, k, 2)[v] = ci3;
-                    ch(i + 1, k, 3)[v] = ci4;
-                }
-            }
-        }
-    }
-}
-
-template <Direction D, int L, bool Twiddled>
-void pass5(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3,
-           const float* wa4) {
-    const Cube<L> cc{ccp, ido, 5}, ch{chp, ido, l1};
-    constexpr float ti11 = sine<D>(0.951056516295154f);
-    constexpr float ti12 = sine<D>(0.587785252292473f);
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 0; i < ido; i += 2) {
-            const float w1r = wa1[i], w1i = wa1[i + 1], w2r = wa2[i], w2i = wa2[i + 1];
-            const float w3r = wa3[i], w3i = wa3[i + 1], w4r = wa4[i], w4i = wa4[i + 1];
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float ti5 = cc(i + 1, 1, k)[v] - cc(i + 1, 4, k)[v];
-                const float ti2 = cc(i + 1, 1, k)[v] + cc(i + 1, 4, k)[v];
-                const float ti4 = cc(i + 1, 2, k)[v] - cc(i + 1, 3, k)[v];
-                const float ti3 = cc(i + 1, 2, k)[v] + cc(i + 1, 3, k)[v];
-                const float tr5 = cc(i, 1, k)[v] - cc(i, 4, k)[v];
-                const float tr2 = cc(i, 1, k)[v] + cc(i, 4, k)[v];
-                const float tr4 = cc(i, 2, k)[v] - cc(i, 3, k)[v];
-                const float tr3 = cc(i, 2, k)[v] + cc(i, 3, k)[v];
-                ch(i, k, 0)[v] = cc(i, 0, k)[v] + tr2 + tr3;
-                ch(i + 1, k, 0)[v] = cc(i + 1, 0, k)[v] + ti2 + ti3;
-                const float cr2 = cc(i, 0, k)[v] + kTr11 * tr2 + kTr12 * tr3;
-                const float ci2 = cc(i + 1, 0, k)[v] + kTr11 * ti2 + kTr12 * ti3;
-                const float cr3 = cc(i, 0, k)[v] + kTr12 * tr2 + kTr11 * tr3;
-                const float ci3 = cc(i + 1, 0, k)[v] + kTr12 * ti2 + kTr11 * ti3;
-                const float cr5 = ti11 * tr5 + ti12 * tr4;
-                const float ci5 = ti11 * ti5 + ti12 * ti4;
-                const float cr4 = ti12 * tr5 - ti11 * tr4;
-                const float ci4 = ti12 * ti5 - ti11 * ti4;
-                const float dr3 = cr3 - ci4;
-                const float dr4 = cr3 + ci4;
-                const float di3 = ci3 + cr4;
-                const float di4 = ci3 - cr4;
-                const float dr5 = cr2 + ci5;
-                const float dr2 = cr2 - ci5;
-                const float di5 = ci2 - cr5;
-                const float di2 = ci2 + cr5;
-                if constexpr (Twiddled) {
-                    rotate<D>(w1r, w1i, dr2, di2, &ch(i, k, 1)[v], &ch(i + 1, k, 1)[v]);
-                    rotate<D>(w2r, w2i, dr3, di3, &ch(i, k, 2)[v], &ch(i + 1, k, 2)[v]);
-                    rotate<D>(w3r, w3i, dr4, di4, &ch(i, k, 3)[v], &ch(i + 1, k, 3)[v]);
-                    rotate<D>(w4r, w4i, dr5, di5, &ch(i, k, 4)[v], &ch(i + 1, k, 4)[v]);
-                } else {
-                    ch(i, k, 1)[v] = dr2;
-                    ch(i, k, 2)[v] = dr3;
-                    ch(i, k, 3)[v] = dr4;
-                    ch(i, k, 4)[v] = dr5;
-                    ch(i + 1, k, 1)[v] = di2;
-                    ch(i + 1, k, 2)[v] = di3;
-                    ch(i + 1, k, 3)[v] = di4;
-                    ch(i + 1, k, 4)[v] = di5;
-                }
-            }
-        }
-    }
+template <int R, Direction D, int L>
+void pass(int ido, int l1, float* in, float* out, const float* wa) {
+    if (ido > 2)
+        pass<R, D, L, true>(ido, l1, in, out, wa);
+    else
+        pass<R, D, L, false>(ido, l1, in, out, wa);
 }
 
 // Any odd factor. The input is in cc (viewed also as c1 and c2) and ch (also ch2)
@@ -292,7 +143,7 @@ bool passGeneral(int ido, int ip, int l1, int idl1, float* ccp, float* chp, cons
                 const float wr = wa[idij], wi = wa[idij + 1];
                 VOREL_FFT_LANES
                 for (int v = 0; v < L; ++v)
-                    rotate<D>(wr, wi, ch(i, k, j)[v], ch(i + 1, k, j)[v], &c1(i, k, j)[v], &c1(i + 1, k, j)[v]);
+                    store(rotate<D>(wr, wi, load(ch(i, k, j), ch(i + 1, k, j), v)), c1(i, k, j), c1(i + 1, k, j), v);
             }
         }
     }
@@ -316,32 +167,11 @@ void transform(const int* factors, float* c, float* ch, const float* wa) {
         float* out = inData ? ch : c;
         const float* w = wa + iw;
         bool moved = true;
-        const bool twiddled = ido > 2;
         switch (ip) {
-            case 4:
-                if (twiddled)
-                    pass4<D, L, true>(ido, l1, in, out, w, w + ido, w + 2 * ido);
-                else
-                    pass4<D, L, false>(ido, l1, in, out, w, w + ido, w + 2 * ido);
-                break;
-            case 2:
-                if (twiddled)
-                    pass2<D, L, true>(ido, l1, in, out, w);
-                else
-                    pass2<D, L, false>(ido, l1, in, out, w);
-                break;
-            case 3:
-                if (twiddled)
-                    pass3<D, L, true>(ido, l1, in, out, w, w + ido);
-                else
-                    pass3<D, L, false>(ido, l1, in, out, w, w + ido);
-                break;
-            case 5:
-                if (twiddled)
-                    pass5<D, L, true>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido);
-                else
-                    pass5<D, L, false>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido);
-                break;
+            case 4: pass<4, D, L>(ido, l1, in, out, w); break;
+            case 2: pass<2, D, L>(ido, l1, in, out, w); break;
+            case 3: pass<3, D, L>(ido, l1, in, out, w); break;
+            case 5: pass<5, D, L>(ido, l1, in, out, w); break;
             default: moved = passGeneral<D, L>(ido, ip, l1, ido * l1, in, out, w); break;
         }
         if (moved) inData = !inData;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/fft/Fft.h"
-#include "vision/superresolution/fft/FftArrays.h"
+#include "vision/superresolution/fft/FftKernels.h"
 
 #include <cmath>
 

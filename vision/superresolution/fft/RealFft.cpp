@@ -2,7 +2,7 @@
 // Real-data transform: FFTPACK's forward and backward passes for the factors 2,
 // 3, 4, 5 and any other odd factor, written in single precision for L lanes.
 #include "vision/superresolution/fft/Fft.h"
-#include "vision/superresolution/fft/FftArrays.h"
+#include "vision/superresolution/fft/FftKernels.h"
 #include "vorel/Dispatch.h"
 
 #include <cmath>
@@ -12,10 +12,17 @@ namespace vision {
 
 namespace {
 
+using fft_detail::butterfly;
+using fft_detail::conj;
 using fft_detail::copyElements;
 using fft_detail::Cube;
+using fft_detail::Direction;
 using fft_detail::kTwoPi;
+using fft_detail::load;
 using fft_detail::Plane;
+using fft_detail::rotate;
+using fft_detail::store;
+using fft_detail::Value;
 
 constexpr float kTaur = -0.5f;
 constexpr float kTaui = 0.866025403784439f;
@@ -26,10 +33,66 @@ constexpr float kTi12 = 0.587785252292473f;
 constexpr float kHalfSqrt2 = 0.7071067811865475f;
 constexpr float kSqrt2 = 1.414213562373095f;
 
+// Inside a run of half-complex data (elements 1 ... ido - 2) a radix-R pass is the
+// complex butterfly: value j of the R lies at (i, 2j) for 2j < R, and conjugated at
+// the mirrored place (ido - i, 2(R - j) - 1) otherwise. The forward pass turns its
+// inputs by the conjugate twiddles, the backward pass its outputs by the twiddles;
+// the twiddle of value j starts at wa + (j - 1) ido.
+template <int R, int L>
+void forwardValues(int ido, int l1, const Cube<L>& cc, const Cube<L>& ch, const float* wa) {
+    for (int k = 0; k < l1; ++k) {
+        for (int i = 2; i < ido; i += 2) {
+            const int ic = ido - i;
+            VOREL_FFT_LANES
+            for (int v = 0; v < L; ++v) {
+                Value a[R], y[R];
+                a[0] = load(cc(i - 1, k, 0), cc(i, k, 0), v);
+                for (int j = 1; j < R; ++j) {
+                    const float* w = wa + (j - 1) * ido + i - 2;
+                    a[j] = rotate<Direction::Forward>(w[0], w[1], load(cc(i - 1, k, j), cc(i, k, j), v));
+                }
+                butterfly<R, Direction::Forward>(a, y);
+                store(y[0], ch(i - 1, 0, k), ch(i, 0, k), v);
+                for (int j = 1; j < R; ++j) {
+                    if (2 * j < R)
+                        store(y[j], ch(i - 1, 2 * j, k), ch(i, 2 * j, k), v);
+                    else
+                        store(conj(y[j]), ch(ic - 1, 2 * (R - j) - 1, k), ch(ic, 2 * (R - j) - 1, k), v);
+                }
+            }
+        }
+    }
+}
+
+template <int R, int L>
+void backwardValues(int ido, int l1, const Cube<L>& cc, const Cube<L>& ch, const float* wa) {
+    for (int k = 0; k < l1; ++k) {
+        for (int i = 2; i < ido; i += 2) {
+            const int ic = ido - i;
+            VOREL_FFT_LANES
+            for (int v = 0; v < L; ++v) {
+                Value a[R], y[R];
+                for (int j = 0; j < R; ++j) {
+                    if (2 * j < R)
+                        a[j] = load(cc(i - 1, 2 * j, k), cc(i, 2 * j, k), v);
+                    else
+                        a[j] = conj(load(cc(ic - 1, 2 * (R - j) - 1, k), cc(ic, 2 * (R - j) - 1, k), v));
+                }
+                butterfly<R, Direction::Backward>(a, y);
+                store(y[0], ch(i - 1, k, 0), ch(i, k, 0), v);
+                for (int j = 1; j < R; ++j) {
+                    const float* w = wa + (j - 1) * ido + i - 2;
+                    store(rotate<Direction::Backward>(w[0], w[1], y[j]), ch(i - 1, k, j), ch(i, k, j), v);
+                }
+            }
+        }
+    }
+}
+
 // ---------------------------------------------------------------- forward passes
 
 template <int L>
-void radf2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
+void radf2(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, l1}, ch{chp, ido, 2};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -40,21 +103,7 @@ void radf2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
     }
     if (ido < 2) return;
     if (ido > 2) {
-        for (int k = 0; k < l1; ++k) {
-            for (int i = 2; i < ido; i += 2) {
-                const int ic = ido - i;
-                const float wr = wa1[i - 2], wi = wa1[i - 1];
-                VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v) {
-                    const float tr2 = wr * cc(i - 1, k, 1)[v] + wi * cc(i, k, 1)[v];
-                    const float ti2 = wr * cc(i, k, 1)[v] - wi * cc(i - 1, k, 1)[v];
-                    ch(i, 0, k)[v] = cc(i, k, 0)[v] + ti2;
-                    ch(ic, 1, k)[v] = ti2 - cc(i, k, 0)[v];
-                    ch(i - 1, 0, k)[v] = cc(i - 1, k, 0)[v] + tr2;
-                    ch(ic - 1, 1, k)[v] = cc(i - 1, k, 0)[v] - tr2;
-                }
-            }
-        }
+        forwardValues<2, L>(ido, l1, cc, ch, wa);
         if (ido % 2 == 1) return;
     }
     for (int k = 0; k < l1; ++k) {
@@ -67,7 +116,7 @@ void radf2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
 }
 
 template <int L>
-void radf3(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2) {
+void radf3(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, l1}, ch{chp, ido, 3};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -79,35 +128,11 @@ void radf3(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
         }
     }
     if (ido == 1) return;
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 2; i < ido; i += 2) {
-            const int ic = ido - i;
-            const float w1r = wa1[i - 2], w1i = wa1[i - 1], w2r = wa2[i - 2], w2i = wa2[i - 1];
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float dr2 = w1r * cc(i - 1, k, 1)[v] + w1i * cc(i, k, 1)[v];
-                const float di2 = w1r * cc(i, k, 1)[v] - w1i * cc(i - 1, k, 1)[v];
-                const float dr3 = w2r * cc(i - 1, k, 2)[v] + w2i * cc(i, k, 2)[v];
-                const float di3 = w2r * cc(i, k, 2)[v] - w2i * cc(i - 1, k, 2)[v];
-                const float cr2 = dr2 + dr3;
-                const float ci2 = di2 + di3;
-                ch(i - 1, 0, k)[v] = cc(i - 1, k, 0)[v] + cr2;
-                ch(i, 0, k)[v] = cc(i, k, 0)[v] + ci2;
-                const float tr2 = cc(i - 1, k, 0)[v] + kTaur * cr2;
-                const float ti2 = cc(i, k, 0)[v] + kTaur * ci2;
-                const float tr3 = kTaui * (di2 - di3);
-                const float ti3 = kTaui * (dr3 - dr2);
-                ch(i - 1, 2, k)[v] = tr2 + tr3;
-                ch(ic - 1, 1, k)[v] = tr2 - tr3;
-                ch(i, 2, k)[v] = ti2 + ti3;
-                ch(ic, 1, k)[v] = ti3 - ti2;
-            }
-        }
-    }
+    forwardValues<3, L>(ido, l1, cc, ch, wa);
 }
 
 template <int L>
-void radf4(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3) {
+void radf4(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, l1}, ch{chp, ido, 4};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -122,38 +147,7 @@ void radf4(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
     }
     if (ido < 2) return;
     if (ido > 2) {
-        for (int k = 0; k < l1; ++k) {
-            for (int i = 2; i < ido; i += 2) {
-                const int ic = ido - i;
-                const float w1r = wa1[i - 2], w1i = wa1[i - 1], w2r = wa2[i - 2], w2i = wa2[i - 1];
-                const float w3r = wa3[i - 2], w3i = wa3[i - 1];
-                VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v) {
-                    const float cr2 = w1r * cc(i - 1, k, 1)[v] + w1i * cc(i, k, 1)[v];
-                    const float ci2 = w1r * cc(i, k, 1)[v] - w1i * cc(i - 1, k, 1)[v];
-                    const float cr3 = w2r * cc(i - 1, k, 2)[v] + w2i * cc(i, k, 2)[v];
-                    const float ci3 = w2r * cc(i, k, 2)[v] - w2i * cc(i - 1, k, 2)[v];
-                    const float cr4 = w3r * cc(i - 1, k, 3)[v] + w3i * cc(i, k, 3)[v];
-                    const float ci4 = w3r * cc(i, k, 3)[v] - w3i * cc(i - 1, k, 3)[v];
-                    const float tr1 = cr2 + cr4;
-                    const float tr4 = cr4 - cr2;
-                    const float ti1 = ci2 + ci4;
-                    const float ti4 = ci2 - ci4;
-                    const float ti2 = cc(i, k, 0)[v] + ci3;
-                    const float ti3 = cc(i, k, 0)[v] - ci3;
-                    const float tr2 = cc(i - 1, k, 0)[v] + cr3;
-                    const float tr3 = cc(i - 1, k, 0)[v] - cr3;
-                    ch(i - 1, 0, k)[v] = tr1 + tr2;
-                    ch(ic - 1, 3, k)[v] = tr2 - tr1;
-                    ch(i, 0, k)[v] = ti1 + ti2;
-                    ch(ic, 3, k)[v] = ti1 - ti2;
-                    ch(i - 1, 2, k)[v] = ti4 + tr3;
-                    ch(ic - 1, 1, k)[v] = tr3 - ti4;
-                    ch(i, 2, k)[v] = tr4 + ti3;
-                    ch(ic, 1, k)[v] = tr4 - ti3;
-                }
-            }
-        }
+        forwardValues<4, L>(ido, l1, cc, ch, wa);
         if (ido % 2 == 1) return;
     }
     for (int k = 0; k < l1; ++k) {
@@ -170,8 +164,7 @@ void radf4(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
 }
 
 template <int L>
-void radf5(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3,
-           const float* wa4) {
+void radf5(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, l1}, ch{chp, ido, 5};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -188,47 +181,48 @@ void radf5(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
         }
     }
     if (ido == 1) return;
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 2; i < ido; i += 2) {
-            const int ic = ido - i;
-            const float w1r = wa1[i - 2], w1i = wa1[i - 1], w2r = wa2[i - 2], w2i = wa2[i - 1];
-            const float w3r = wa3[i - 2], w3i = wa3[i - 1], w4r = wa4[i - 2], w4i = wa4[i - 1];
+    forwardValues<5, L>(ido, l1, cc, ch, wa);
+}
+
+// The general real passes' combinations of the ip planes with the cosines and the
+// sines of the factor's angle, which they build by recurrence (their rounding grows
+// with ip): to(l) = from(0) + sum of cos(l j a) from(j), to(ip - l) = sum of sin(l j a)
+// from(ip - j), for l, j = 1 ... (ip - 1) / 2.
+template <int L>
+void combineByRoots(int ip, int idl1, const Plane<L>& from, const Plane<L>& to) {
+    const float arg = kTwoPi / static_cast<float>(ip);
+    const float dcp = std::cos(arg);
+    const float dsp = std::sin(arg);
+    const int ipph = (ip + 1) / 2;
+    const int planeSize = idl1 * L;
+    float ar1 = 1.0f, ai1 = 0.0f;
+    for (int l = 1; l < ipph; ++l) {
+        const int lc = ip - l;
+        const float ar1h = dcp * ar1 - dsp * ai1;
+        ai1 = dcp * ai1 + dsp * ar1;
+        ar1 = ar1h;
+        {
+            float *out = to(0, l), *outC = to(0, lc);
+            const float *in0 = from(0, 0), *in1 = from(0, 1), *inLast = from(0, ip - 1);
             VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float dr2 = w1r * cc(i - 1, k, 1)[v] + w1i * cc(i, k, 1)[v];
-                const float di2 = w1r * cc(i, k, 1)[v] - w1i * cc(i - 1, k, 1)[v];
-                const float dr3 = w2r * cc(i - 1, k, 2)[v] + w2i * cc(i, k, 2)[v];
-                const float di3 = w2r * cc(i, k, 2)[v] - w2i * cc(i - 1, k, 2)[v];
-                const float dr4 = w3r * cc(i - 1, k, 3)[v] + w3i * cc(i, k, 3)[v];
-                const float di4 = w3r * cc(i, k, 3)[v] - w3i * cc(i - 1, k, 3)[v];
-                const float dr5 = w4r * cc(i - 1, k, 4)[v] + w4i * cc(i, k, 4)[v];
-                const float di5 = w4r * cc(i, k, 4)[v] - w4i * cc(i - 1, k, 4)[v];
-                const float cr2 = dr2 + dr5;
-                const float ci5 = dr5 - dr2;
-                const float cr5 = di2 - di5;
-                const float ci2 = di2 + di5;
-                const float cr3 = dr3 + dr4;
-                const float ci4 = dr4 - dr3;
-                const float cr4 = di3 - di4;
-                const float ci3 = di3 + di4;
-                ch(i - 1, 0, k)[v] = cc(i - 1, k, 0)[v] + cr2 + cr3;
-                ch(i, 0, k)[v] = cc(i, k, 0)[v] + ci2 + ci3;
-                const float tr2 = cc(i - 1, k, 0)[v] + kTr11 * cr2 + kTr12 * cr3;
-                const float ti2 = cc(i, k, 0)[v] + kTr11 * ci2 + kTr12 * ci3;
-                const float tr3 = cc(i - 1, k, 0)[v] + kTr12 * cr2 + kTr11 * cr3;
-                const float ti3 = cc(i, k, 0)[v] + kTr12 * ci2 + kTr11 * ci3;
-                const float tr5 = kTi11 * cr5 + kTi12 * cr4;
-                const float ti5 = kTi11 * ci5 + kTi12 * ci4;
-                const float tr4 = kTi12 * cr5 - kTi11 * cr4;
-                const float ti4 = kTi12 * ci5 - kTi11 * ci4;
-                ch(i - 1, 2, k)[v] = tr2 + tr5;
-                ch(ic - 1, 1, k)[v] = tr2 - tr5;
-                ch(i, 2, k)[v] = ti2 + ti5;
-                ch(ic, 1, k)[v] = ti5 - ti2;
-                ch(i - 1, 4, k)[v] = tr3 + tr4;
-                ch(ic - 1, 3, k)[v] = tr3 - tr4;
-                ch(i, 4, k)[v] = ti3 + ti4;
-                ch(ic, 3, k)[v] = ti4 - ti3;
+            for (int e = 0; e < planeSize; ++e) {
+                out[e] = in0[e] + ar1 * in1[e];
+                outC[e] = ai1 * inLast[e];
+            }
+        }
+        const float dc2 = ar1, ds2 = ai1;
+        float ar2 = ar1, ai2 = ai1;
+        for (int j = 2; j < ipph; ++j) {
+            const int jc = ip - j;
+            const float ar2h = dc2 * ar2 - ds2 * ai2;
+            ai2 = dc2 * ai2 + ds2 * ar2;
+            ar2 = ar2h;
+            float *out = to(0, l), *outC = to(0, lc);
+            const float *in = from(0, j), *inC = from(0, jc);
+            VOREL_FFT_LANES
+            for (int e = 0; e < planeSize; ++e) {
+                out[e] = out[e] + ar2 * in[e];
+                outC[e] = outC[e] + ai2 * inC[e];
             }
         }
     }
@@ -241,9 +235,6 @@ template <int L>
 void radfg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, ip}, c1{ccp, ido, l1}, ch{chp, ido, l1};
     const Plane<L> c2{ccp, idl1}, ch2{chp, idl1};
-    const float arg = kTwoPi / static_cast<float>(ip);
-    const float dcp = std::cos(arg);
-    const float dsp = std::sin(arg);
     const int ipph = (ip + 1) / 2;
     const int planeSize = idl1 * L;
 
@@ -256,10 +247,9 @@ void radfg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
                 for (int i = 2, idij = is; i < ido; i += 2, idij += 2) {
                     const float wr = wa[idij], wi = wa[idij + 1];
                     VOREL_FFT_LANES
-                    for (int v = 0; v < L; ++v) {
-                        ch(i - 1, k, j)[v] = wr * c1(i - 1, k, j)[v] + wi * c1(i, k, j)[v];
-                        ch(i, k, j)[v] = wr * c1(i, k, j)[v] - wi * c1(i - 1, k, j)[v];
-                    }
+                    for (int v = 0; v < L; ++v)
+                        store(rotate<Direction::Forward>(wr, wi, load(c1(i - 1, k, j), c1(i, k, j), v)), ch(i - 1, k, j),
+                              ch(i, k, j), v);
                 }
             }
         }
@@ -291,37 +281,7 @@ void radfg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
         }
     }
 
-    float ar1 = 1.0f, ai1 = 0.0f;
-    for (int l = 1; l < ipph; ++l) {
-        const int lc = ip - l;
-        const float ar1h = dcp * ar1 - dsp * ai1;
-        ai1 = dcp * ai1 + dsp * ar1;
-        ar1 = ar1h;
-        {
-            float *out = ch2(0, l), *outC = ch2(0, lc);
-            const float *in0 = c2(0, 0), *in1 = c2(0, 1), *inLast = c2(0, ip - 1);
-            VOREL_FFT_LANES
-            for (int e = 0; e < planeSize; ++e) {
-                out[e] = in0[e] + ar1 * in1[e];
-                outC[e] = ai1 * inLast[e];
-            }
-        }
-        const float dc2 = ar1, ds2 = ai1;
-        float ar2 = ar1, ai2 = ai1;
-        for (int j = 2; j < ipph; ++j) {
-            const int jc = ip - j;
-            const float ar2h = dc2 * ar2 - ds2 * ai2;
-            ai2 = dc2 * ai2 + ds2 * ar2;
-            ar2 = ar2h;
-            float *out = ch2(0, l), *outC = ch2(0, lc);
-            const float *in = c2(0, j), *inC = c2(0, jc);
-            VOREL_FFT_LANES
-            for (int e = 0; e < planeSize; ++e) {
-                out[e] = out[e] + ar2 * in[e];
-                outC[e] = outC[e] + ai2 * inC[e];
-            }
-        }
-    }
+    combineByRoots<L>(ip, idl1, c2, ch2);
     for (int j = 1; j < ipph; ++j) {
         float* sum = ch2(0, 0);
         const float* in = c2(0, j);
@@ -361,7 +321,7 @@ void radfg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
 // --------------------------------------------------------------- backward passes
 
 template <int L>
-void radb2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
+void radb2(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, 2}, ch{chp, ido, l1};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -372,21 +332,7 @@ void radb2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
     }
     if (ido < 2) return;
     if (ido > 2) {
-        for (int k = 0; k < l1; ++k) {
-            for (int i = 2; i < ido; i += 2) {
-                const int ic = ido - i;
-                const float wr = wa1[i - 2], wi = wa1[i - 1];
-                VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v) {
-                    ch(i - 1, k, 0)[v] = cc(i - 1, 0, k)[v] + cc(ic - 1, 1, k)[v];
-                    const float tr2 = cc(i - 1, 0, k)[v] - cc(ic - 1, 1, k)[v];
-                    ch(i, k, 0)[v] = cc(i, 0, k)[v] - cc(ic, 1, k)[v];
-                    const float ti2 = cc(i, 0, k)[v] + cc(ic, 1, k)[v];
-                    ch(i - 1, k, 1)[v] = wr * tr2 - wi * ti2;
-                    ch(i, k, 1)[v] = wr * ti2 + wi * tr2;
-                }
-            }
-        }
+        backwardValues<2, L>(ido, l1, cc, ch, wa);
         if (ido % 2 == 1) return;
     }
     for (int k = 0; k < l1; ++k) {
@@ -399,7 +345,7 @@ void radb2(int ido, int l1, float* ccp, float* chp, const float* wa1) {
 }
 
 template <int L>
-void radb3(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2) {
+void radb3(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, 3}, ch{chp, ido, l1};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -413,35 +359,11 @@ void radb3(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
         }
     }
     if (ido == 1) return;
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 2; i < ido; i += 2) {
-            const int ic = ido - i;
-            const float w1r = wa1[i - 2], w1i = wa1[i - 1], w2r = wa2[i - 2], w2i = wa2[i - 1];
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float tr2 = cc(i - 1, 2, k)[v] + cc(ic - 1, 1, k)[v];
-                const float cr2 = cc(i - 1, 0, k)[v] + kTaur * tr2;
-                ch(i - 1, k, 0)[v] = cc(i - 1, 0, k)[v] + tr2;
-                const float ti2 = cc(i, 2, k)[v] - cc(ic, 1, k)[v];
-                const float ci2 = cc(i, 0, k)[v] + kTaur * ti2;
-                ch(i, k, 0)[v] = cc(i, 0, k)[v] + ti2;
-                const float cr3 = kTaui * (cc(i - 1, 2, k)[v] - cc(ic - 1, 1, k)[v]);
-                const float ci3 = kTaui * (cc(i, 2, k)[v] + cc(ic, 1, k)[v]);
-                const float dr2 = cr2 - ci3;
-                const float dr3 = cr2 + ci3;
-                const float di2 = ci2 + cr3;
-                const float di3 = ci2 - cr3;
-                ch(i - 1, k, 1)[v] = w1r * dr2 - w1i * di2;
-                ch(i, k, 1)[v] = w1r * di2 + w1i * dr2;
-                ch(i - 1, k, 2)[v] = w2r * dr3 - w2i * di3;
-                ch(i, k, 2)[v] = w2r * di3 + w2i * dr3;
-            }
-        }
-    }
+    backwardValues<3, L>(ido, l1, cc, ch, wa);
 }
 
 template <int L>
-void radb4(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3) {
+void radb4(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, 4}, ch{chp, ido, l1};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -458,38 +380,7 @@ void radb4(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
     }
     if (ido < 2) return;
     if (ido > 2) {
-        for (int k = 0; k < l1; ++k) {
-            for (int i = 2; i < ido; i += 2) {
-                const int ic = ido - i;
-                const float w1r = wa1[i - 2], w1i = wa1[i - 1], w2r = wa2[i - 2], w2i = wa2[i - 1];
-                const float w3r = wa3[i - 2], w3i = wa3[i - 1];
-                VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v) {
-                    const float ti1 = cc(i, 0, k)[v] + cc(ic, 3, k)[v];
-                    const float ti2 = cc(i, 0, k)[v] - cc(ic, 3, k)[v];
-                    const float ti3 = cc(i, 2, k)[v] - cc(ic, 1, k)[v];
-                    const float tr4 = cc(i, 2, k)[v] + cc(ic, 1, k)[v];
-                    const float tr1 = cc(i - 1, 0, k)[v] - cc(ic - 1, 3, k)[v];
-                    const float tr2 = cc(i - 1, 0, k)[v] + cc(ic - 1, 3, k)[v];
-                    const float ti4 = cc(i - 1, 2, k)[v] - cc(ic - 1, 1, k)[v];
-                    const float tr3 = cc(i - 1, 2, k)[v] + cc(ic - 1, 1, k)[v];
-                    ch(i - 1, k, 0)[v] = tr2 + tr3;
-                    const float cr3 = tr2 - tr3;
-                    ch(i, k, 0)[v] = ti2 + ti3;
-                    const float ci3 = ti2 - ti3;
-                    const float cr2 = tr1 - tr4;
-                    const float cr4 = tr1 + tr4;
-                    const float ci2 = ti1 + ti4;
-                    const float ci4 = ti1 - ti4;
-                    ch(i - 1, k, 1)[v] = w1r * cr2 - w1i * ci2;
-                    ch(i, k, 1)[v] = w1r * ci2 + w1i * cr2;
-                    ch(i - 1, k, 2)[v] = w2r * cr3 - w2i * ci3;
-                    ch(i, k, 2)[v] = w2r * ci3 + w2i * cr3;
-                    ch(i - 1, k, 3)[v] = w3r * cr4 - w3i * ci4;
-                    ch(i, k, 3)[v] = w3r * ci4 + w3i * cr4;
-                }
-            }
-        }
+        backwardValues<4, L>(ido, l1, cc, ch, wa);
         if (ido % 2 == 1) return;
     }
     for (int k = 0; k < l1; ++k) {
@@ -508,8 +399,7 @@ void radb4(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
 }
 
 template <int L>
-void radb5(int ido, int l1, float* ccp, float* chp, const float* wa1, const float* wa2, const float* wa3,
-           const float* wa4) {
+void radb5(int ido, int l1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, 5}, ch{chp, ido, l1};
     for (int k = 0; k < l1; ++k) {
         VOREL_FFT_LANES
@@ -530,50 +420,7 @@ void radb5(int ido, int l1, float* ccp, float* chp, const float* wa1, const floa
         }
     }
     if (ido == 1) return;
-    for (int k = 0; k < l1; ++k) {
-        for (int i = 2; i < ido; i += 2) {
-            const int ic = ido - i;
-            const float w1r = wa1[i - 2], w1i = wa1[i - 1], w2r = wa2[i - 2], w2i = wa2[i - 1];
-            const float w3r = wa3[i - 2], w3i = wa3[i - 1], w4r = wa4[i - 2], w4i = wa4[i - 1];
-            VOREL_FFT_LANES
-            for (int v = 0; v < L; ++v) {
-                const float ti5 = cc(i, 2, k)[v] + cc(ic, 1, k)[v];
-                const float ti2 = cc(i, 2, k)[v] - cc(ic, 1, k)[v];
-                const float ti4 = cc(i, 4, k)[v] + cc(ic, 3, k)[v];
-                const float ti3 = cc(i, 4, k)[v] - cc(ic, 3, k)[v];
-                const float tr5 = cc(i - 1, 2, k)[v] - cc(ic - 1, 1, k)[v];
-                const float tr2 = cc(i - 1, 2, k)[v] + cc(ic - 1, 1, k)[v];
-                const float tr4 = cc(i - 1, 4, k)[v] - cc(ic - 1, 3, k)[v];
-                const float tr3 = cc(i - 1, 4, k)[v] + cc(ic - 1, 3, k)[v];
-                ch(i - 1, k, 0)[v] = cc(i - 1, 0, k)[v] + tr2 + tr3;
-                ch(i, k, 0)[v] = cc(i, 0, k)[v] + ti2 + ti3;
-                const float cr2 = cc(i - 1, 0, k)[v] + kTr11 * tr2 + kTr12 * tr3;
-                const float ci2 = cc(i, 0, k)[v] + kTr11 * ti2 + kTr12 * ti3;
-                const float cr3 = cc(i - 1, 0, k)[v] + kTr12 * tr2 + kTr11 * tr3;
-                const float ci3 = cc(i, 0, k)[v] + kTr12 * ti2 + kTr11 * ti3;
-                const float cr5 = kTi11 * tr5 + kTi12 * tr4;
-                const float ci5 = kTi11 * ti5 + kTi12 * ti4;
-                const float cr4 = kTi12 * tr5 - kTi11 * tr4;
-                const float ci4 = kTi12 * ti5 - kTi11 * ti4;
-                const float dr3 = cr3 - ci4;
-                const float dr4 = cr3 + ci4;
-                const float di3 = ci3 + cr4;
-                const float di4 = ci3 - cr4;
-                const float dr5 = cr2 + ci5;
-                const float dr2 = cr2 - ci5;
-                const float di5 = ci2 - cr5;
-                const float di2 = ci2 + cr5;
-                ch(i - 1, k, 1)[v] = w1r * dr2 - w1i * di2;
-                ch(i, k, 1)[v] = w1r * di2 + w1i * dr2;
-                ch(i - 1, k, 2)[v] = w2r * dr3 - w2i * di3;
-                ch(i, k, 2)[v] = w2r * di3 + w2i * dr3;
-                ch(i - 1, k, 3)[v] = w3r * dr4 - w3i * di4;
-                ch(i, k, 3)[v] = w3r * di4 + w3i * dr4;
-                ch(i - 1, k, 4)[v] = w4r * dr5 - w4i * di5;
-                ch(i, k, 4)[v] = w4r * di5 + w4i * dr5;
-            }
-        }
-    }
+    backwardValues<5, L>(ido, l1, cc, ch, wa);
 }
 
 // Any odd factor. The input is in cc; the result lands in ch, and for ido > 1 is
@@ -582,9 +429,6 @@ template <int L>
 void radbg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const float* wa) {
     const Cube<L> cc{ccp, ido, ip}, c1{ccp, ido, l1}, ch{chp, ido, l1};
     const Plane<L> c2{ccp, idl1}, ch2{chp, idl1};
-    const float arg = kTwoPi / static_cast<float>(ip);
-    const float dcp = std::cos(arg);
-    const float dsp = std::sin(arg);
     const int ipph = (ip + 1) / 2;
     const int planeSize = idl1 * L;
 
@@ -617,37 +461,7 @@ void radbg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
         }
     }
 
-    float ar1 = 1.0f, ai1 = 0.0f;
-    for (int l = 1; l < ipph; ++l) {
-        const int lc = ip - l;
-        const float ar1h = dcp * ar1 - dsp * ai1;
-        ai1 = dcp * ai1 + dsp * ar1;
-        ar1 = ar1h;
-        {
-            float *out = c2(0, l), *outC = c2(0, lc);
-            const float *in0 = ch2(0, 0), *in1 = ch2(0, 1), *inLast = ch2(0, ip - 1);
-            VOREL_FFT_LANES
-            for (int e = 0; e < planeSize; ++e) {
-                out[e] = in0[e] + ar1 * in1[e];
-                outC[e] = ai1 * inLast[e];
-            }
-        }
-        const float dc2 = ar1, ds2 = ai1;
-        float ar2 = ar1, ai2 = ai1;
-        for (int j = 2; j < ipph; ++j) {
-            const int jc = ip - j;
-            const float ar2h = dc2 * ar2 - ds2 * ai2;
-            ai2 = dc2 * ai2 + ds2 * ar2;
-            ar2 = ar2h;
-            float *out = c2(0, l), *outC = c2(0, lc);
-            const float *in = ch2(0, j), *inC = ch2(0, jc);
-            VOREL_FFT_LANES
-            for (int e = 0; e < planeSize; ++e) {
-                out[e] = out[e] + ar2 * in[e];
-                outC[e] = outC[e] + ai2 * inC[e];
-            }
-        }
-    }
+    combineByRoots<L>(ip, idl1, ch2, c2);
     for (int j = 1; j < ipph; ++j) {
         float* sum = ch2(0, 0);
         const float* in = ch2(0, j);
@@ -688,10 +502,9 @@ void radbg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
             for (int i = 2, idij = is; i < ido; i += 2, idij += 2) {
                 const float wr = wa[idij], wi = wa[idij + 1];
                 VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v) {
-                    c1(i - 1, k, j)[v] = wr * ch(i - 1, k, j)[v] - wi * ch(i, k, j)[v];
-                    c1(i, k, j)[v] = wr * ch(i, k, j)[v] + wi * ch(i - 1, k, j)[v];
-                }
+                for (int v = 0; v < L; ++v)
+                    store(rotate<Direction::Backward>(wr, wi, load(ch(i - 1, k, j), ch(i, k, j), v)), c1(i - 1, k, j),
+                          c1(i, k, j), v);
             }
         }
     }
@@ -718,10 +531,10 @@ void forwardReal(const int* factors, float* c, float* ch, const float* wa) {
         float* out = inData ? ch : c;
         const float* w = wa + iw;
         switch (ip) {
-            case 4: radf4<L>(ido, l1, in, out, w, w + ido, w + 2 * ido); break;
+            case 4: radf4<L>(ido, l1, in, out, w); break;
             case 2: radf2<L>(ido, l1, in, out, w); break;
-            case 3: radf3<L>(ido, l1, in, out, w, w + ido); break;
-            case 5: radf5<L>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido); break;
+            case 3: radf3<L>(ido, l1, in, out, w); break;
+            case 5: radf5<L>(ido, l1, in, out, w); break;
             default:
                 if (ido == 1) {
                     radfg<L>(ido, ip, l1, ido * l1, out, in, w);  // reads `in` as its scratch
@@ -754,10 +567,10 @@ void backwardReal(const int* factors, float* c, float* ch, const float* wa) {
         float* out = inData ? ch : c;
         const float* w = wa + iw;
         switch (ip) {
-            case 4: radb4<L>(ido, l1, in, out, w, w + ido, w + 2 * ido); break;
+            case 4: radb4<L>(ido, l1, in, out, w); break;
             case 2: radb2<L>(ido, l1, in, out, w); break;
-            case 3: radb3<L>(ido, l1, in, out, w, w + ido); break;
-            case 5: radb5<L>(ido, l1, in, out, w, w + ido, w + 2 * ido, w + 3 * ido); break;
+            case 3: radb3<L>(ido, l1, in, out, w); break;
+            case 5: radb5<L>(ido, l1, in, out, w); break;
             default:
                 radbg<L>(ido, ip, l1, ido * l1, in, out, w);
                 if (ido != 1) inData = !inData;  // copied back into the input
