@@ -14,7 +14,8 @@ using vorel::vision::SrFloatRegistration1;
 
 // Whole parts of 2 pixels or more, which phase correlation without a window finds;
 // multiples of the scene's 1/4-pixel grid.
-const vorel::bench::WindowShifts kShifts = {{{-2.25f, 2.5f}, {2.5f, -2.5f}, {0.0f, 0.0f}, {3.75f, -2.5f}, {-2.0f, 3.25f}}};
+const vorel::bench::WindowShifts kShifts = {
+    {{-2.25f, 2.5f}, {2.5f, -2.5f}, {0.0f, 0.0f}, {3.75f, -2.5f}, {-2.0f, 3.25f}}};
 
 // Registration of a prepared window: its inputs stay unchanged, so every run repeats the same work.
 void BM_SrFloatRegistration1DoRegistration(benchmark::State& state) {

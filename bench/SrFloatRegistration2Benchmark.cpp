@@ -12,7 +12,8 @@ using vorel::bench::RegistrationWindow;
 using vorel::vision::SrFloatRegistration2;
 
 // Fixed shifts over whole and fractional pixels; the reference stays put.
-const vorel::bench::WindowShifts kShifts = {{{-2.3f, 1.6f}, {0.5f, -0.5f}, {0.0f, 0.0f}, {3.75f, -2.45f}, {-1.1f, 3.3f}}};
+const vorel::bench::WindowShifts kShifts = {
+    {{-2.3f, 1.6f}, {0.5f, -0.5f}, {0.0f, 0.0f}, {3.75f, -2.45f}, {-1.1f, 3.3f}}};
 
 void BM_SrFloatRegistration2PrepareFrame(benchmark::State& state) {
     const int w = static_cast<int>(state.range(0)), h = static_cast<int>(state.range(1));

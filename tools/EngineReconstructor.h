@@ -27,7 +27,8 @@ public:
     int window() const override;
 
 private:
-    using Engine = std::variant<vision::SrFloat<vision::SrFloatRegistration2>, vision::SrFloat<vision::SrFloatRegistration1>>;
+    using Engine =
+        std::variant<vision::SrFloat<vision::SrFloatRegistration2>, vision::SrFloat<vision::SrFloatRegistration1>>;
     static Engine makeEngine(cv::Size frameSize, int window, RegistrationMethod registration);
 
     Engine engine_;

@@ -231,8 +231,7 @@ void SrFloatFft2d::convolveRowCircular_(const float* row, const float* kernel, i
 }
 
 // out[y] = sum over the taps inside the image of kernel[|d|] * raw(column, y + d).
-void SrFloatFft2d::convolveColumnCut_(const float* raw, int column, const float* kernel, int radius,
-                                      float* out) const {
+void SrFloatFft2d::convolveColumnCut_(const float* raw, int column, const float* kernel, int radius, float* out) const {
     for (int y = 0; y < height; ++y) {
         const float* at = raw + static_cast<std::ptrdiff_t>(y) * width + column;
         float sum = kernel[0] * at[0];

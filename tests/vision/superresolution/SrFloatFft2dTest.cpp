@@ -52,7 +52,8 @@ TEST(SrFloatFft2d, ForwardIsTheDftOfTheRowsUnpackedThenOfTheColumns) {
         // the last coefficient.
         std::vector<std::vector<Complex>> unpacked(h, std::vector<Complex>(columns));
         for (int y = 0; y < h; ++y) {
-            const std::vector<Complex> row = dft(std::vector<Complex>(image.begin() + y * w, image.begin() + (y + 1) * w));
+            const std::vector<Complex> row =
+                dft(std::vector<Complex>(image.begin() + y * w, image.begin() + (y + 1) * w));
             for (int k = 0; k < columns; ++k) unpacked[y][k] = row[k];
             unpacked[y][0] = row[0].real();
             unpacked[y][w / 2] = w % 2 == 0 || w == 1 ? row[w / 2].real() : row[w / 2].imag();
@@ -92,7 +93,8 @@ TEST(SrFloatFft2d, BackwardUndoesForwardTimesTheSizeAndKeepsTheSpectrum) {
         const int last = (w - 1) / 2;
         double worst = 0.0;
         for (int y = 0; y < h; ++y) {
-            const std::vector<Complex> row = dft(std::vector<Complex>(image.begin() + y * w, image.begin() + (y + 1) * w));
+            const std::vector<Complex> row =
+                dft(std::vector<Complex>(image.begin() + y * w, image.begin() + (y + 1) * w));
             for (int x = 0; x < w; ++x) {
                 double expected = static_cast<double>(w) * image[y * w + x];
                 if (w % 2 == 1 && last > 0) expected -= 2.0 * row[last].real() * std::cos(2.0 * CV_PI * x * last / w);

@@ -149,7 +149,8 @@ TEST(SrFloatRegistration1, RegistersKnownShiftsThroughARotatingWindow) {
         int set = 0, inside = 0;
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
-                const bool covered = x + whole.x >= 0 && x + whole.x < width && y + whole.y >= 0 && y + whole.y < height;
+                const bool covered =
+                    x + whole.x >= 0 && x + whole.x < width && y + whole.y >= 0 && y + whole.y < height;
                 const char m = window.masks[k][y * width + x];
                 if (!covered) {
                     ASSERT_EQ(m, 0) << x << "," << y;

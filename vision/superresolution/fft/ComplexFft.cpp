@@ -12,6 +12,8 @@ namespace vision {
 
 namespace {
 
+using fft_detail::addPlanes;
+using fft_detail::applyFactors;
 using fft_detail::butterfly;
 using fft_detail::copyElements;
 using fft_detail::Cube;
@@ -21,6 +23,7 @@ using fft_detail::Plane;
 using fft_detail::rotate;
 using fft_detail::sine;
 using fft_detail::store;
+using fft_detail::twiddleRuns;
 using fft_detail::Value;
 
 // Radix R = 2, 3, 4 or 5: the twiddle of output j starts at wa + (j - 1) ido. With
@@ -48,10 +51,8 @@ void pass(int ido, int l1, float* ccp, float* chp, const float* wa) {
 
 template <int R, Direction D, int L>
 void pass(int ido, int l1, float* in, float* out, const float* wa) {
-    if (ido > 2)
-        pass<R, D, L, true>(ido, l1, in, out, wa);
-    else
-        pass<R, D, L, false>(ido, l1, in, out, wa);
+    if (ido > 2) pass<R, D, L, true>(ido, l1, in, out, wa);
+    else pass<R, D, L, false>(ido, l1, in, out, wa);
 }
 
 // Any odd factor. The input is in cc (viewed also as c1 and c2) and ch (also ch2)
@@ -59,7 +60,7 @@ void pass(int ido, int l1, float* in, float* out, const float* wa) {
 // back into cc.
 template <Direction D, int L>
 bool passGeneral(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const float* wa) {
-    const Cube<L> cc{ccp, ido, ip}, c1{ccp, ido, l1}, ch{chp, ido, l1};
+    const Cube<L> cc{ccp, ido, ip}, ch{chp, ido, l1};
     const Plane<L> c2{ccp, idl1}, ch2{chp, idl1};
     const int ipph = (ip + 1) / 2;
     const int idp = ip * ido;
@@ -107,19 +108,12 @@ bool passGeneral(int ido, int ip, int l1, int idl1, float* ccp, float* chp, cons
             VOREL_FFT_LANES
             for (int e = 0; e < planeSize; ++e) {
                 out[e] = out[e] + war * in[e];
-                if constexpr (D == Direction::Forward)
-                    outC[e] = outC[e] - wai * inC[e];
-                else
-                    outC[e] = outC[e] + wai * inC[e];
+                if constexpr (D == Direction::Forward) outC[e] = outC[e] - wai * inC[e];
+                else outC[e] = outC[e] + wai * inC[e];
             }
         }
     }
-    for (int j = 1; j < ipph; ++j) {
-        float* sum = ch2(0, 0);
-        const float* in = ch2(0, j);
-        VOREL_FFT_LANES
-        for (int e = 0; e < planeSize; ++e) sum[e] = sum[e] + in[e];
-    }
+    addPlanes<L>(ch2, ipph, idl1, ch2(0, 0));
     for (int j = 1; j < ipph; ++j) {
         const int jc = ip - j;
         for (int ik = 0; ik < idl1; ik += 2) {
@@ -134,51 +128,21 @@ bool passGeneral(int ido, int ip, int l1, int idl1, float* ccp, float* chp, cons
     }
     if (ido == 2) return true;
 
-    copyElements<L>(ch2(0, 0), c2(0, 0), idl1);
-    for (int j = 1; j < ip; ++j)
-        for (int k = 0; k < l1; ++k) copyElements<L>(ch(0, k, j), c1(0, k, j), 2);
-    for (int j = 1, idj = 0; j < ip; ++j, idj += ido) {
-        for (int k = 0; k < l1; ++k) {
-            for (int i = 2, idij = idj + 2; i < ido; i += 2, idij += 2) {
-                const float wr = wa[idij], wi = wa[idij + 1];
-                VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v)
-                    store(rotate<D>(wr, wi, load(ch(i, k, j), ch(i + 1, k, j), v)), c1(i, k, j), c1(i + 1, k, j), v);
-            }
-        }
-    }
+    twiddleRuns<D, L>(ido, ip, l1, 2, chp, ccp, wa);
     return false;
 }
 
-// The factors from the first to the last, alternating between the data and the scratch.
 template <Direction D, int L>
 void transform(const int* factors, float* c, float* ch, const float* wa) {
-    const int n = factors[0];
-    const int nf = factors[1];
-    if (nf == 0) return;
-    bool inData = true;
-    int l1 = 1;
-    int iw = 0;
-    for (int k1 = 0; k1 < nf; ++k1) {
-        const int ip = factors[k1 + 2];
-        const int l2 = ip * l1;
-        const int ido = 2 * (n / l2);
-        float* in = inData ? c : ch;
-        float* out = inData ? ch : c;
-        const float* w = wa + iw;
-        bool moved = true;
+    applyFactors<L>(factors, 2, c, ch, wa, [](int ip, int ido, int l1, float* in, float* out, const float* w) {
         switch (ip) {
-            case 4: pass<4, D, L>(ido, l1, in, out, w); break;
-            case 2: pass<2, D, L>(ido, l1, in, out, w); break;
-            case 3: pass<3, D, L>(ido, l1, in, out, w); break;
-            case 5: pass<5, D, L>(ido, l1, in, out, w); break;
-            default: moved = passGeneral<D, L>(ido, ip, l1, ido * l1, in, out, w); break;
+            case 4: pass<4, D, L>(ido, l1, in, out, w); return true;
+            case 2: pass<2, D, L>(ido, l1, in, out, w); return true;
+            case 3: pass<3, D, L>(ido, l1, in, out, w); return true;
+            case 5: pass<5, D, L>(ido, l1, in, out, w); return true;
+            default: return passGeneral<D, L>(ido, ip, l1, ido * l1, in, out, w);
         }
-        if (moved) inData = !inData;
-        l1 = l2;
-        iw += (ip - 1) * ido;
-    }
-    if (!inData) copyElements<L>(ch, c, 2 * n);
+    });
 }
 
 }  // namespace

@@ -56,6 +56,16 @@ inline void copyElements(const float* from, float* to, int count) {
     for (std::ptrdiff_t e = 0; e < total; ++e) to[e] = from[e];
 }
 
+/// sum += from(j) for the planes j = 1 ... count - 1, in that order.
+template <int L>
+inline void addPlanes(const Plane<L>& from, int count, int idl1, float* sum) {
+    for (int j = 1; j < count; ++j) {
+        const float* in = from(0, j);
+        VOREL_FFT_LANES
+        for (std::ptrdiff_t e = 0; e < static_cast<std::ptrdiff_t>(idl1) * L; ++e) sum[e] = sum[e] + in[e];
+    }
+}
+
 struct Value {
     float re, im;
 };
@@ -73,10 +83,8 @@ inline void store(Value a, float* re, float* im, int v) {
 /// a times the twiddle (wr, wi), conjugated for the forward direction.
 template <Direction D>
 inline Value rotate(float wr, float wi, Value a) {
-    if constexpr (D == Direction::Forward)
-        return {wr * a.re + wi * a.im, wr * a.im - wi * a.re};
-    else
-        return {wr * a.re - wi * a.im, wr * a.im + wi * a.re};
+    if constexpr (D == Direction::Forward) return {wr * a.re + wi * a.im, wr * a.im - wi * a.re};
+    else return {wr * a.re - wi * a.im, wr * a.im + wi * a.re};
 }
 
 /// The sines of the butterflies change sign with the direction.
@@ -155,14 +163,56 @@ inline void butterfly5(Value a0, Value a1, Value a2, Value a3, Value a4, Value (
 
 template <int R, Direction D>
 inline void butterfly(const Value (&a)[R], Value (&y)[R]) {
-    if constexpr (R == 2)
-        butterfly2(a[0], a[1], y);
-    else if constexpr (R == 3)
-        butterfly3<D>(a[0], a[1], a[2], y);
-    else if constexpr (R == 4)
-        butterfly4<D>(a[0], a[1], a[2], a[3], y);
-    else
-        butterfly5<D>(a[0], a[1], a[2], a[3], a[4], y);
+    if constexpr (R == 2) butterfly2(a[0], a[1], y);
+    else if constexpr (R == 3) butterfly3<D>(a[0], a[1], a[2], y);
+    else if constexpr (R == 4) butterfly4<D>(a[0], a[1], a[2], a[3], y);
+    else butterfly5<D>(a[0], a[1], a[2], a[3], a[4], y);
+}
+
+/// Applies the factors from the first recorded to the last, each pass reading one
+/// buffer and writing the other, and copies the result back into `c` if it ends in
+/// the scratch `ch`. `pass(ip, ido, l1, in, out, twiddles)` runs one factor and
+/// returns whether its result is in `out`. A value takes `floats` floats.
+template <int L, class Pass>
+void applyFactors(const int* factors, int floats, float* c, float* ch, const float* wa, Pass pass) {
+    const int n = factors[0];
+    const int nf = factors[1];
+    bool inData = true;
+    int l1 = 1;
+    int iw = 0;
+    for (int k1 = 0; k1 < nf; ++k1) {
+        const int ip = factors[k1 + 2];
+        const int l2 = ip * l1;
+        const int ido = floats * (n / l2);
+        if (pass(ip, ido, l1, inData ? c : ch, inData ? ch : c, wa + iw)) inData = !inData;
+        l1 = l2;
+        iw += (ip - 1) * ido;
+    }
+    if (!inData) copyElements<L>(ch, c, floats * n);
+}
+
+/// The twiddling of the general passes: from the array `from` (ido, l1, ip) into
+/// `to`, plane 0 and the first value of every run as they are, the other values
+/// turned by the twiddles (conjugated forward). `first` is the element where the
+/// turned values start: 1 for half-complex runs, 2 for complex ones, whose twiddle
+/// tables keep a pair for the first value too.
+template <Direction D, int L>
+void twiddleRuns(int ido, int ip, int l1, int first, float* fromp, float* top, const float* wa) {
+    const Cube<L> from{fromp, ido, l1}, to{top, ido, l1};
+    copyElements<L>(fromp, top, ido * l1);
+    for (int j = 1; j < ip; ++j)
+        for (int k = 0; k < l1; ++k) copyElements<L>(from(0, k, j), to(0, k, j), first);
+    for (int j = 1; j < ip; ++j) {
+        for (int k = 0; k < l1; ++k) {
+            for (int i = first; i + 1 < ido; i += 2) {
+                const float* w = wa + (j - 1) * ido + i + first - 2;
+                VOREL_FFT_LANES
+                for (int v = 0; v < L; ++v)
+                    store(rotate<D>(w[0], w[1], load(from(i, k, j), from(i + 1, k, j), v)), to(i, k, j),
+                          to(i + 1, k, j), v);
+            }
+        }
+    }
 }
 
 }  // namespace fft_detail

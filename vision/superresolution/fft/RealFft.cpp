@@ -12,6 +12,8 @@ namespace vision {
 
 namespace {
 
+using fft_detail::addPlanes;
+using fft_detail::applyFactors;
 using fft_detail::butterfly;
 using fft_detail::conj;
 using fft_detail::copyElements;
@@ -22,6 +24,7 @@ using fft_detail::load;
 using fft_detail::Plane;
 using fft_detail::rotate;
 using fft_detail::store;
+using fft_detail::twiddleRuns;
 using fft_detail::Value;
 
 constexpr float kTaur = -0.5f;
@@ -54,10 +57,8 @@ void forwardValues(int ido, int l1, const Cube<L>& cc, const Cube<L>& ch, const 
                 butterfly<R, Direction::Forward>(a, y);
                 store(y[0], ch(i - 1, 0, k), ch(i, 0, k), v);
                 for (int j = 1; j < R; ++j) {
-                    if (2 * j < R)
-                        store(y[j], ch(i - 1, 2 * j, k), ch(i, 2 * j, k), v);
-                    else
-                        store(conj(y[j]), ch(ic - 1, 2 * (R - j) - 1, k), ch(ic, 2 * (R - j) - 1, k), v);
+                    if (2 * j < R) store(y[j], ch(i - 1, 2 * j, k), ch(i, 2 * j, k), v);
+                    else store(conj(y[j]), ch(ic - 1, 2 * (R - j) - 1, k), ch(ic, 2 * (R - j) - 1, k), v);
                 }
             }
         }
@@ -73,10 +74,8 @@ void backwardValues(int ido, int l1, const Cube<L>& cc, const Cube<L>& ch, const
             for (int v = 0; v < L; ++v) {
                 Value a[R], y[R];
                 for (int j = 0; j < R; ++j) {
-                    if (2 * j < R)
-                        a[j] = load(cc(i - 1, 2 * j, k), cc(i, 2 * j, k), v);
-                    else
-                        a[j] = conj(load(cc(ic - 1, 2 * (R - j) - 1, k), cc(ic, 2 * (R - j) - 1, k), v));
+                    if (2 * j < R) a[j] = load(cc(i - 1, 2 * j, k), cc(i, 2 * j, k), v);
+                    else a[j] = conj(load(cc(ic - 1, 2 * (R - j) - 1, k), cc(ic, 2 * (R - j) - 1, k), v));
                 }
                 butterfly<R, Direction::Backward>(a, y);
                 store(y[0], ch(i - 1, k, 0), ch(i, k, 0), v);
@@ -236,23 +235,9 @@ void radfg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
     const Cube<L> cc{ccp, ido, ip}, c1{ccp, ido, l1}, ch{chp, ido, l1};
     const Plane<L> c2{ccp, idl1}, ch2{chp, idl1};
     const int ipph = (ip + 1) / 2;
-    const int planeSize = idl1 * L;
 
     if (ido != 1) {
-        copyElements<L>(c2(0, 0), ch2(0, 0), idl1);
-        for (int j = 1; j < ip; ++j)
-            for (int k = 0; k < l1; ++k) copyElements<L>(c1(0, k, j), ch(0, k, j), 1);
-        for (int j = 1, is = 0; j < ip; ++j, is += ido) {
-            for (int k = 0; k < l1; ++k) {
-                for (int i = 2, idij = is; i < ido; i += 2, idij += 2) {
-                    const float wr = wa[idij], wi = wa[idij + 1];
-                    VOREL_FFT_LANES
-                    for (int v = 0; v < L; ++v)
-                        store(rotate<Direction::Forward>(wr, wi, load(c1(i - 1, k, j), c1(i, k, j), v)), ch(i - 1, k, j),
-                              ch(i, k, j), v);
-                }
-            }
-        }
+        twiddleRuns<Direction::Forward, L>(ido, ip, l1, 1, ccp, chp, wa);
         for (int j = 1; j < ipph; ++j) {
             const int jc = ip - j;
             for (int k = 0; k < l1; ++k) {
@@ -282,12 +267,7 @@ void radfg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
     }
 
     combineByRoots<L>(ip, idl1, c2, ch2);
-    for (int j = 1; j < ipph; ++j) {
-        float* sum = ch2(0, 0);
-        const float* in = c2(0, j);
-        VOREL_FFT_LANES
-        for (int e = 0; e < planeSize; ++e) sum[e] = sum[e] + in[e];
-    }
+    addPlanes<L>(c2, ipph, idl1, ch2(0, 0));
 
     for (int k = 0; k < l1; ++k) copyElements<L>(ch(0, k, 0), cc(0, 0, k), ido);
     for (int j = 1; j < ipph; ++j) {
@@ -430,7 +410,6 @@ void radbg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
     const Cube<L> cc{ccp, ido, ip}, c1{ccp, ido, l1}, ch{chp, ido, l1};
     const Plane<L> c2{ccp, idl1}, ch2{chp, idl1};
     const int ipph = (ip + 1) / 2;
-    const int planeSize = idl1 * L;
 
     for (int k = 0; k < l1; ++k) copyElements<L>(cc(0, 0, k), ch(0, k, 0), ido);
     for (int j = 1; j < ipph; ++j) {
@@ -462,12 +441,7 @@ void radbg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
     }
 
     combineByRoots<L>(ip, idl1, ch2, c2);
-    for (int j = 1; j < ipph; ++j) {
-        float* sum = ch2(0, 0);
-        const float* in = ch2(0, j);
-        VOREL_FFT_LANES
-        for (int e = 0; e < planeSize; ++e) sum[e] = sum[e] + in[e];
-    }
+    addPlanes<L>(ch2, ipph, idl1, ch2(0, 0));
     for (int j = 1; j < ipph; ++j) {
         const int jc = ip - j;
         for (int k = 0; k < l1; ++k) {
@@ -494,20 +468,7 @@ void radbg(int ido, int ip, int l1, int idl1, float* ccp, float* chp, const floa
         }
     }
 
-    copyElements<L>(ch2(0, 0), c2(0, 0), idl1);
-    for (int j = 1; j < ip; ++j)
-        for (int k = 0; k < l1; ++k) copyElements<L>(ch(0, k, j), c1(0, k, j), 1);
-    for (int j = 1, is = 0; j < ip; ++j, is += ido) {
-        for (int k = 0; k < l1; ++k) {
-            for (int i = 2, idij = is; i < ido; i += 2, idij += 2) {
-                const float wr = wa[idij], wi = wa[idij + 1];
-                VOREL_FFT_LANES
-                for (int v = 0; v < L; ++v)
-                    store(rotate<Direction::Backward>(wr, wi, load(ch(i - 1, k, j), ch(i, k, j), v)), c1(i - 1, k, j),
-                          c1(i, k, j), v);
-            }
-        }
-    }
+    twiddleRuns<Direction::Backward, L>(ido, ip, l1, 1, chp, ccp, wa);
 }
 
 // ------------------------------------------------------------------- transforms
@@ -550,37 +511,17 @@ void forwardReal(const int* factors, float* c, float* ch, const float* wa) {
     if (!inData) copyElements<L>(ch, c, n);
 }
 
-// The factors from the first to the last.
 template <int L>
 void backwardReal(const int* factors, float* c, float* ch, const float* wa) {
-    const int n = factors[0];
-    const int nf = factors[1];
-    if (nf == 0) return;
-    bool inData = true;
-    int l1 = 1;
-    int iw = 0;
-    for (int k1 = 0; k1 < nf; ++k1) {
-        const int ip = factors[k1 + 2];
-        const int l2 = ip * l1;
-        const int ido = n / l2;
-        float* in = inData ? c : ch;
-        float* out = inData ? ch : c;
-        const float* w = wa + iw;
+    applyFactors<L>(factors, 1, c, ch, wa, [](int ip, int ido, int l1, float* in, float* out, const float* w) {
         switch (ip) {
-            case 4: radb4<L>(ido, l1, in, out, w); break;
-            case 2: radb2<L>(ido, l1, in, out, w); break;
-            case 3: radb3<L>(ido, l1, in, out, w); break;
-            case 5: radb5<L>(ido, l1, in, out, w); break;
-            default:
-                radbg<L>(ido, ip, l1, ido * l1, in, out, w);
-                if (ido != 1) inData = !inData;  // copied back into the input
-                break;
+            case 4: radb4<L>(ido, l1, in, out, w); return true;
+            case 2: radb2<L>(ido, l1, in, out, w); return true;
+            case 3: radb3<L>(ido, l1, in, out, w); return true;
+            case 5: radb5<L>(ido, l1, in, out, w); return true;
+            default: radbg<L>(ido, ip, l1, ido * l1, in, out, w); return ido == 1;  // else copied back into `in`
         }
-        inData = !inData;
-        l1 = l2;
-        iw += (ip - 1) * ido;
-    }
-    if (!inData) copyElements<L>(ch, c, n);
+    });
 }
 
 }  // namespace

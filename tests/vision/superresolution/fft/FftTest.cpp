@@ -81,8 +81,8 @@ TEST(Fft, FactorsInTheOrderOfTheTrials) {
 }
 
 // Lengths with every radix, the general pass for 7, 11 and large primes, and the frame sizes.
-const int kLengths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 14, 15, 16, 25, 30, 49, 60, 77, 97, 120, 121, 160, 210, 240,
-                        243, 480, 640, 1009};
+const int kLengths[] = {1,  2,  3,  4,  5,  6,   7,   8,   9,   11,  12,  14,  15,  16,  25,
+                        30, 49, 60, 77, 97, 120, 121, 160, 210, 240, 243, 480, 640, 1009};
 
 int largestPrimeFactor(int n) {
     int largest = 1;
@@ -170,10 +170,10 @@ TEST(Fft, BatchLanesEqualSingleTransformsExactly) {
                     std::vector<float> single(x.begin() + b * floats, x.begin() + (b + 1) * floats);
                     if (complex)
                         forward ? fftForwardComplex(plan, single.data()) : fftBackwardComplex(plan, single.data());
-                    else
-                        forward ? fftForwardReal(plan, single.data()) : fftBackwardReal(plan, single.data());
+                    else forward ? fftForwardReal(plan, single.data()) : fftBackwardReal(plan, single.data());
                     for (int e = 0; e < floats; ++e)
-                        ASSERT_EQ(batch[e * kFftBatch + b], single[e]) << complex << forward << " lane " << b << " at " << e;
+                        ASSERT_EQ(batch[e * kFftBatch + b], single[e])
+                            << complex << forward << " lane " << b << " at " << e;
                 }
             }
         }
