@@ -97,6 +97,7 @@ void lanesToColumns(const float* lanes, int columns, int height, int k0, int cou
 // Rows and then columns go through the 1-D transforms kFftBatch at a time: each
 // lane runs the arithmetic of one row or column alone.
 void SrFloatFft2d::forward(const float* image, float (*spectrum)[2]) {
+    if (width <= 0 || height <= 0) return;  // an empty image has an empty spectrum
     const FftPlan rowPlan{realFactors, realWork.get()};
     const FftPlan columnPlan{complexFactors, complexWork.get()};
     const int half = width / 2;
@@ -129,6 +130,7 @@ void SrFloatFft2d::forward(const float* image, float (*spectrum)[2]) {
 }
 
 void SrFloatFft2d::backward(const float (*spectrum)[2], float* image) {
+    if (width <= 0 || height <= 0) return;
     const FftPlan rowPlan{realFactors, realWork.get()};
     const FftPlan columnPlan{complexFactors, complexWork.get()};
     const int half = width / 2;
@@ -175,6 +177,7 @@ void SrFloatFft2d::gaussFft(int radius, float sigma, float (*spectrum)[2], float
     for (int i = 0; i <= radius; ++i) sum += kernel[i];
     const float total = 2.0f * sum - kernel[0];
     for (int i = 0; i <= radius; ++i) kernel[i] /= total;
+    if (width <= 0 || height <= 0) return;
 
     // The kernel as a circular row and column; taps beyond a tiny image wrap onto each other.
     float* row = lineBuffer.get();
@@ -250,7 +253,7 @@ void SrFloatFft2d::convolveColumnCut_(const float* raw, int column, const float*
 // convolved along the column without it. What remains is the sum over the taps
 // inside the image, which the last step divides by their weight.
 void SrFloatFft2d::repairGaussBlur(const float* raw, float* blurred, int radius, float* kernel) {
-    if (radius <= 0) return;
+    if (radius <= 0 || width <= 0 || height <= 0) return;
     const int r = radius;
     float* line = lineBuffer.get();
     auto weight = [&](int d) { return kernel[d < 0 ? -d : d]; };
