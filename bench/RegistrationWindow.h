@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <opencv2/core.hpp>
 
 #include <algorithm>
@@ -78,6 +79,23 @@ struct RegistrationWindow {
         return worst;
     }
 };
+
+/// Times doRegistration on a prepared window: its inputs stay unchanged, so every
+/// run repeats the same work. Fails the benchmark when the shifts miss the truth.
+template <class Registration>
+void measureRegistration(benchmark::State& state, RegistrationWindow& window, Registration& registration) {
+    window.prepare(registration);
+    int result = 0;
+    for (auto _ : state) {
+        result = window.run(registration);
+        benchmark::DoNotOptimize(result);
+        benchmark::ClobberMemory();
+    }
+    const double worst = window.worstError(registration);
+    if (result != 0 || !(worst < 0.1)) state.SkipWithError("registration missed the known shifts");
+    state.counters["worst_shift_error"] = worst;
+    state.SetItemsProcessed(state.iterations() * kWindow);
+}
 
 }  // namespace bench
 }  // namespace vorel

@@ -17,7 +17,6 @@ using vorel::vision::SrFloatRegistration1;
 const vorel::bench::WindowShifts kShifts = {
     {{-2.25f, 2.5f}, {2.5f, -2.5f}, {0.0f, 0.0f}, {3.75f, -2.5f}, {-2.0f, 3.25f}}};
 
-// Registration of a prepared window: its inputs stay unchanged, so every run repeats the same work.
 void BM_SrFloatRegistration1DoRegistration(benchmark::State& state) {
     const int w = static_cast<int>(state.range(0)), h = static_cast<int>(state.range(1));
     // A thermal scene: the smooth texture alone leaves the correlation to the
@@ -28,18 +27,7 @@ void BM_SrFloatRegistration1DoRegistration(benchmark::State& state) {
         return std::vector<float>(frame.begin(), frame.end());
     });
     SrFloatRegistration1 registration(w, h, kWindow);
-    window.prepare(registration);
-    int result = 0;
-    for (auto _ : state) {
-        result = window.run(registration);
-        benchmark::DoNotOptimize(result);
-        benchmark::ClobberMemory();
-    }
-    const double worst = window.worstError(registration);
-
-    if (result != 0 || !(worst < 0.1)) state.SkipWithError("registration missed the known shifts");
-    state.counters["worst_shift_error"] = worst;
-    state.SetItemsProcessed(state.iterations() * kWindow);
+    vorel::bench::measureRegistration(state, window, registration);
 }
 BENCHMARK(BM_SrFloatRegistration1DoRegistration)
     ->Args({160, 120})

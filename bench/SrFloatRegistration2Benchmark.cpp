@@ -37,22 +37,11 @@ BENCHMARK(BM_SrFloatRegistration2PrepareFrame)
     ->Args({640, 480})
     ->Unit(benchmark::kMillisecond);
 
-// Registration of a prepared window: its inputs stay unchanged, so every run repeats the same work.
 void BM_SrFloatRegistration2DoRegistration(benchmark::State& state) {
     const int w = static_cast<int>(state.range(0)), h = static_cast<int>(state.range(1));
     RegistrationWindow window(kShifts, [&](cv::Point2f s) { return vorel::bench::texturedFrame(w, h, s.x, s.y); });
     SrFloatRegistration2 registration(w, h, kWindow);
-    window.prepare(registration);
-    int result = 0;
-    for (auto _ : state) {
-        result = window.run(registration);
-        benchmark::DoNotOptimize(result);
-        benchmark::ClobberMemory();
-    }
-    const double worst = window.worstError(registration);
-    if (result != 0 || !(worst < 0.1)) state.SkipWithError("registration missed the known shifts");
-    state.counters["worst_shift_error"] = worst;
-    state.SetItemsProcessed(state.iterations() * kWindow);
+    vorel::bench::measureRegistration(state, window, registration);
 }
 BENCHMARK(BM_SrFloatRegistration2DoRegistration)
     ->Args({160, 120})
