@@ -11,7 +11,7 @@ cd "$(dirname "$0")"
 
 PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libcli11-dev
   python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev)
-OPTIONAL_PACKAGES=(libopencv-superres-dev)
+OPTIONAL_PACKAGES=(libopencv-superres-dev libfftw3-dev)
 JOBS=$(nproc 2>/dev/null || echo 2)
 
 missing_packages() {
@@ -43,7 +43,7 @@ deps() {
   echo "dev.sh: installing $missing $optional" >&2
   export DEBIAN_FRONTEND=noninteractive
   if ! { $sudo apt-get update -qq && $sudo apt-get install -y -qq $missing $optional >/dev/null; }; then
-    # The optional packages only add a comparison row to the benchmark.
+    # The optional packages only add comparison rows to the benchmarks.
     if [ -n "$missing" ] && ! $sudo apt-get install -y -qq $missing >/dev/null; then
       echo "dev.sh: apt-get could not install: $missing" >&2
       exit 1

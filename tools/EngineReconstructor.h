@@ -5,21 +5,28 @@
 
 #include "vision/superresolution/SrFloat.h"
 
+#include <variant>
+
 namespace vorel {
 namespace tools {
 
-/// Reconstruction with the C++ engine, for windows other than 5 and for the
-/// parameters that the C interface does not expose.
+/// Reconstruction with the C++ engine, for windows other than 5, for the
+/// parameters that the C interface does not expose, and for the choice of the
+/// registration.
 class EngineReconstructor : public Reconstructor {
 public:
     EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings);
 
     Outcome add(const cv::Mat_<float>& frame) override;
     cv::Mat_<float> result() const override { return result_; }
-    int window() const override { return engine_.getWindowSize(); }
+    int window() const override;
 
 private:
-    vision::SrFloat<vision::SrFloatRegistration2> engine_;
+    using Engine =
+        std::variant<vision::SrFloat<vision::SrFloatRegistration2>, vision::SrFloat<vision::SrFloatRegistration1>>;
+    static Engine makeEngine(cv::Size frameSize, int window, RegistrationMethod registration);
+
+    Engine engine_;
     bool verbose_;
     int frames_ = 0;
     cv::Mat_<float> result_;

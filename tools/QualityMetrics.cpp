@@ -17,6 +17,13 @@ double psnr(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, double p
     return 10.0 * std::log10(peak * peak * image.total() / squaredError);
 }
 
+double psnrInside(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int border) {
+    const cv::Rect inside(border, border, truth.cols - 2 * border, truth.rows - 2 * border);
+    double low = 0.0, high = 0.0;
+    cv::minMaxLoc(truth(inside), &low, &high);
+    return psnr(image(inside), truth(inside), high - low);
+}
+
 double ssim(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, double peak) {
     CV_Assert(image.size() == truth.size() && !image.empty());
     const double c1 = (0.01 * peak) * (0.01 * peak), c2 = (0.03 * peak) * (0.03 * peak);

@@ -15,6 +15,9 @@ struct Quality {
 
 /// Peak signal-to-noise ratio, with `peak` the value range that counts as full scale.
 double psnr(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, double peak);
+/// PSNR over the interior that leaves out `border` pixels on every side, the
+/// truth's value range there as the peak; no alignment.
+double psnrInside(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int border);
 
 /// Mean structural similarity over an 11-pixel Gaussian window (sigma 1.5),
 /// with the usual constants (0.01 peak)^2 and (0.03 peak)^2.

@@ -11,6 +11,10 @@ namespace tools {
 
 /// How a burst is reconstructed. Zero for tvWeight, iterations and psfSigma
 /// keeps the library's default.
+/// How the engine finds the frames' shifts: corner tracking (the C interface's
+/// choice) or phase correlation (for scenes with little contrast).
+enum class RegistrationMethod { Corners, PhaseCorrelation };
+
 struct ReconstructionSettings {
     std::string camera;  ///< camera and lens description, e.g. "k425 FOV 25"
     int reference = 3;   ///< reference frame, counted back from the newest
@@ -18,11 +22,15 @@ struct ReconstructionSettings {
     float tvWeight = 0.0f;
     int iterations = 0;
     float psfSigma = 0.0f;
+    RegistrationMethod registration = RegistrationMethod::Corners;
     bool verbose = false;  ///< let the library's timing lines through
 
     /// True when only the C++ engine can honour the settings; the C interface
-    /// has a fixed window of 5 and no setters for these parameters.
-    bool needsEngine() const { return window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f; }
+    /// has a fixed window of 5, corner tracking and no setters for these parameters.
+    bool needsEngine() const {
+        return window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f ||
+               registration != RegistrationMethod::Corners;
+    }
 };
 
 /// What one added frame led to.

@@ -37,6 +37,7 @@ struct RunOptions {
     std::string preview;
     cv::Size rawSize;
     bool video = false;
+    std::string registration = "corners";
     ReconstructionSettings settings;
 };
 
@@ -172,7 +173,7 @@ void addRunCommand(CLI::App& vsr) {
                         "reference frame, counted back from the newest (default 3, or window - 1 if smaller)")
             ->check(CLI::Range(0, 31))
             ->type_name("N");
-    const std::vector<CLI::Option*> engineOnly = {
+    std::vector<CLI::Option*> engineOnly = {
         run->add_option("--window", settings.window, "frames per reconstruction (default 5; others use the C++ engine)")
             ->check(CLI::Range(2, 32))
             ->type_name("N"),
@@ -186,11 +187,18 @@ void addRunCommand(CLI::App& vsr) {
             ->check(atLeast(0.01))
             ->type_name("S"),
     };
+    engineOnly.push_back(
+        run->add_option("--registration", options->registration,
+                        "how frames are aligned: corners (corner tracking, as the C interface; default) or phase "
+                        "(phase correlation, for scenes with little to track; needs moves of about 1.5 pixels or more)")
+            ->check(CLI::IsMember({"corners", "phase"}))
+            ->type_name("NAME"));
     for (CLI::Option* option : engineOnly) camera->excludes(option);
     run->add_flag("--verbose", settings.verbose, "let the library's timing lines through");
 
     run->callback([options, reference] {
         ReconstructionSettings& settings = options->settings;
+        if (options->registration == "phase") settings.registration = RegistrationMethod::PhaseCorrelation;
         if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);
         else if (settings.reference >= settings.window)
             throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +

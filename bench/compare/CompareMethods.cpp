@@ -3,8 +3,8 @@
 // superres module is present, OpenCV's own multi-frame super-resolution, all
 // on the same simulated bursts and scored against the same ground truth.
 #include "BurstSimulator.h"
+#include "EngineReconstructor.h"
 #include "QualityMetrics.h"
-#include "Reconstructor.h"
 #include "Upsampling.h"
 #include "vorel/StopWatch.h"
 #ifdef VSR_HAVE_SUPERRES
@@ -63,20 +63,25 @@ std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
         }
     };
 
-    // The library in steady state: one more frame into a full window.
+    // The library in steady state, with either registration: one more frame into a full window.
     ReconstructionSettings library;
     library.psfSigma = settings.blur;
-    add("library", [&] {
-        return bestOf(3, [&] {
-            const auto reconstructor = Reconstructor::create(settings.frameSize, library);
-            for (int i = 0; i + 1 < kFrames; ++i) reconstructor->add(burst.frames[i]);
-            vorel::StopWatch watch;
-            reconstructor->add(burst.frames[kFrames - 1]);
-            const double ms = elapsedMs(watch);
-            result = reconstructor->result();
-            return ms;
+    for (const auto& [name, registration] :
+         {std::pair<const char*, RegistrationMethod>{"library", RegistrationMethod::Corners},
+          std::pair<const char*, RegistrationMethod>{"lib-phase", RegistrationMethod::PhaseCorrelation}}) {
+        library.registration = registration;
+        add(name, [&] {
+            return bestOf(3, [&] {
+                EngineReconstructor reconstructor(settings.frameSize, library);
+                for (int i = 0; i + 1 < kFrames; ++i) reconstructor.add(burst.frames[i]);
+                vorel::StopWatch watch;
+                reconstructor.add(burst.frames[kFrames - 1]);
+                const double ms = elapsedMs(watch);
+                result = reconstructor.result();
+                return ms;
+            });
         });
-    });
+    }
     for (const auto& [name, interpolation] : {std::pair<const char*, int>{"bicubic", cv::INTER_CUBIC},
                                               std::pair<const char*, int>{"lanczos4", cv::INTER_LANCZOS4}}) {
         add(name, [&, interpolation = interpolation] {
@@ -119,6 +124,7 @@ int main(int argc, char** argv) {
         "Scores against the unblurred scene in that frame's geometry, each result aligned by its best\n"
         "global shift (+-3 output pixels, half-pixel steps), a border of %d output pixels left out.\n"
         "One thread for every method.\n"
+        "library: corner-tracking registration (the C interface's); lib-phase: phase correlation.\n"
         "ms/frame: library = one more frame into a full window; BTV-L1 = its pass over the burst / %d.\n\n",
         kFrames, kReference + 1, kScoreBorder, kFrames);
     std::printf("%-9s %-9s %-8s %6s %6s %9s %7s %9s   vs %s: %s\n", "method", "scene", "size", "noise", "blur",

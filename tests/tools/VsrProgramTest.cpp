@@ -113,6 +113,8 @@ TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
          "vsr run: --size: expects WIDTHxHEIGHT, e.g. 160x120, got '12by3' (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--size", "99999999999x1"},
          "vsr run: --size: sides must be between 1 and 1000000, got '99999999999x1' (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--registration", "edges"},
+         "vsr run: --registration: edges not in {corners,phase} (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--camera", "k410 FOV 24", "--window", "7"},
          "vsr run: --camera excludes --window (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "a.tif"}, "vsr run: 'a.tif' is an input; refusing to overwrite it (see 'vsr run --help')\n"},
@@ -262,6 +264,15 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     const ProgramRun three = vsr({"run", args[1], args[2], args[3], "-o", folder / "three.tif", "--window", "3"});
     EXPECT_EQ(three.exitCode, 0) << three.err;
 
+    // Phase correlation, on moves it can find.
+    ASSERT_EQ(vsr({"simulate", "-o", folder / "moved", "--size", "64x48", "--scene", "star", "--max-shift", "3"})
+                  .exitCode,
+              0);
+    std::vector<std::string> phase{"run", "-o", folder / "phase.tif", "--registration", "phase"};
+    for (int i = 0; i < 5; ++i) phase.push_back(folder / ("moved/frame_0" + std::to_string(i) + ".tif"));
+    const ProgramRun byPhase = vsr(phase);
+    EXPECT_EQ(byPhase.exitCode, 0) << byPhase.err;
+    EXPECT_NE(byPhase.out.find("quality figure "), std::string::npos) << byPhase.out;
 }
 
 TEST(VsrProgram, ShiftsFileHoldsTheTrueShifts) {

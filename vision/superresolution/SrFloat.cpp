@@ -279,6 +279,7 @@ int SrFloat<Registration>::getMaxCGIters() const {
 }
 
 template class SrFloat<SrFloatRegistration2>;
+template class SrFloat<SrFloatRegistration1>;
 
 }  // namespace vision
 }  // namespace vorel

@@ -3,6 +3,7 @@
 
 #include "vorel/Export.h"
 #include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
@@ -103,6 +104,7 @@ private:
 };
 
 extern template class SrFloat<SrFloatRegistration2>;
+extern template class SrFloat<SrFloatRegistration1>;
 
 }  // namespace vision
 }  // namespace vorel

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatRegistration2.h"
 
-#include "vision/superresolution/SrFloatConvolution.h"
-#include "vorel/Dispatch.h"
+#include "vision/superresolution/SrFloatSubPixelFlow.h"
 #include "vorel/Exception.h"
 
 #include <opencv2/imgproc.hpp>
@@ -19,30 +18,6 @@ namespace vorel {
 namespace vision {
 
 namespace {
-
-// The part of the reference grid that a frame moved by (dx, dy) covers, in
-// reference coordinates (refX, refY) and frame coordinates (frameX, frameY).
-// Moves of a whole frame or more leave an empty overlap.
-struct Overlap {
-    int refX, refY, frameX, frameY, cols, rows;
-};
-
-Overlap overlapOf(int dx, int dy, int width, int height) {
-    const int ax = std::min(std::abs(dx), width);
-    const int ay = std::min(std::abs(dy), height);
-    return {dx < 0 ? ax : 0, dy < 0 ? ay : 0, dx > 0 ? ax : 0, dy > 0 ? ay : 0, width - ax, height - ay};
-}
-
-// Double sums over a row run in eight interleaved lanes (sample x goes to lane x mod 8):
-// each lane's additions depend only on each other, so they pipeline and vectorise,
-// and the total, added up lane by lane at the end, is the same on every target.
-constexpr int kLanes = 8;
-
-double laneTotal(const double (&lanes)[kLanes]) {
-    double total = 0.0;
-    for (const double lane : lanes) total += lane;
-    return total;
-}
 
 // A pyramid level built with a border is a view into a padded matrix. The tracker
 // reads that padding, so the copy keeps it and takes the same view again.
@@ -264,172 +239,34 @@ int SrFloatRegistration2::registerFrames(int n, int ref, float** const /*frames*
     return 0;
 }
 
-VOREL_DISPATCH_AVX2 void SrFloatRegistration2::initialize(char** masks, int ref) {
+void SrFloatRegistration2::initialize(char** masks, int ref) {
     for (int k = 0; k < numFrames; ++k) std::memset(masks[k], k == ref ? 1 : 0, static_cast<std::size_t>(size));
-
-    // One-sided differences on the first and last row and column, half central ones inside.
-    const cv::Mat_<float>& image = blurredFrames[ref];
-    double xx[kLanes] = {}, xy[kLanes] = {}, yy[kLanes] = {};
-    for (int y = 0; y < height; ++y) {
-        const float* row = image[y];
-        const float* above = image[std::max(y - 1, 0)];
-        const float* below = image[std::min(y + 1, height - 1)];
-        const float factorY = (y == 0 || y == height - 1) ? 1.0f : 0.5f;
-        float* gx = gradX + static_cast<std::size_t>(y) * width;
-        float* gy = gradY + static_cast<std::size_t>(y) * width;
-        gx[0] = row[1] - row[0];
-        for (int x = 1; x < width - 1; ++x) gx[x] = (row[x + 1] - row[x - 1]) * 0.5f;
-        gx[width - 1] = row[width - 1] - row[width - 2];
-        for (int x = 0; x < width; ++x) gy[x] = (below[x] - above[x]) * factorY;
-        int x = 0;
-        for (; x + kLanes <= width; x += kLanes) {
-            for (int lane = 0; lane < kLanes; ++lane) {
-                const double dx = gx[x + lane], dy = gy[x + lane];
-                xx[lane] += dx * dx;
-                xy[lane] += dx * dy;
-                yy[lane] += dy * dy;
-            }
-        }
-        for (; x < width; ++x) {
-            const double dx = gx[x], dy = gy[x];
-            xx[x % kLanes] += dx * dx;
-            xy[x % kLanes] += dx * dy;
-            yy[x % kLanes] += dy * dy;
-        }
-    }
-    sumGxx = static_cast<float>(laneTotal(xx));
-    sumGxy = static_cast<float>(laneTotal(xy));
-    sumGyy = static_cast<float>(laneTotal(yy));
+    const cv::Vec3f sums = flow_().initialize(blurredFrames[ref][0]);
+    sumGxx = sums[0];
+    sumGxy = sums[1];
+    sumGyy = sums[2];
 }
 
-VOREL_DISPATCH_AVX2 cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned int frame,
-                                                                        cv::Point_<int> coarse, char* mask) {
-    const cv::Mat_<float>& reference = blurredFrames[ref];
-    const cv::Mat_<float>& moved = blurredFrames[frame];
-    const Overlap overlap = overlapOf(coarse.x, coarse.y, width, height);
-
-    // The overlap's structure sums are the whole frame's minus those of the two
-    // uncovered bands, which are marked as badly registered on the way.
-    double bandXX = 0.0, bandXY = 0.0, bandYY = 0.0;
-    auto band = [&](int top, int rows, int left, int cols) {
-        for (int y = top; y < top + rows; ++y) {
-            const std::size_t start = static_cast<std::size_t>(y) * width + left;
-            for (std::size_t i = start; i < start + cols; ++i) {
-                bandXX += static_cast<double>(gradX[i]) * gradX[i];
-                bandXY += static_cast<double>(gradX[i]) * gradY[i];
-                bandYY += static_cast<double>(gradY[i]) * gradY[i];
-                errImage[i] = regError;
-            }
-        }
-    };
-    const int bandRows = height - overlap.rows;
-    const int bandCols = width - overlap.cols;
-    band(coarse.y >= 0 ? overlap.rows : 0, bandRows, 0, width);
-    band(overlap.refY, overlap.rows, coarse.x >= 0 ? overlap.cols : 0, bandCols);
-    const double a = sumGxx - bandXX;
-    const double b = sumGxy - bandXY;
-    const double c = sumGyy - bandYY;
-
-    // Row y of the overlap: reference, moved frame, gradients, and its offset in the reference grid.
-    struct OverlapRow {
-        const float *r, *f, *gx, *gy;
-        std::size_t start;
-    };
-    auto overlapRow = [&](int y) {
-        const std::size_t start = static_cast<std::size_t>(overlap.refY + y) * width + overlap.refX;
-        return OverlapRow{reference[overlap.refY + y] + overlap.refX, moved[overlap.frameY + y] + overlap.frameX,
-                          gradX + start, gradY + start, start};
-    };
-
-    double pLanes[kLanes] = {}, qLanes[kLanes] = {};
-    for (int y = 0; y < overlap.rows; ++y) {
-        const auto [r, f, gx, gy, start] = overlapRow(y);
-        int x = 0;
-        for (; x + kLanes <= overlap.cols; x += kLanes) {
-            for (int lane = 0; lane < kLanes; ++lane) {
-                const double d = f[x + lane] - r[x + lane];
-                pLanes[lane] += gx[x + lane] * d;
-                qLanes[lane] += gy[x + lane] * d;
-            }
-        }
-        for (; x < overlap.cols; ++x) {
-            const double d = f[x] - r[x];
-            pLanes[x % kLanes] += gx[x] * d;
-            qLanes[x % kLanes] += gy[x] * d;
-        }
-    }
-    const double p = laneTotal(pLanes);
-    const double q = laneTotal(qLanes);
-
-    // One linearised least-squares step around the whole-pixel shift; a degenerate
-    // overlap gives infinities or NaN, which the displacement limit rejects.
-    const double det = c * a - b * b;
-    const double u = (b * q - c * p) / det;
-    const double v = (b * p - a * q) / det;
-    const float uf = static_cast<float>(u);
-    const float vf = static_cast<float>(v);
-    const float norm = static_cast<float>(1.0 / (a + c));
-    for (int y = 0; y < overlap.rows; ++y) {
-        const auto [r, f, gx, gy, start] = overlapRow(y);
-        float* e = errImage + start;
-        for (int x = 0; x < overlap.cols; ++x) {
-            const float residual = gx[x] * uf + gy[x] * vf + (f[x] - r[x]);
-            e[x] = residual * residual * norm;
-        }
-    }
-    cv::Mat_<float> error(height, width, errImage);
-    cv::Mat_<float> smoothed(height, width, errBlurred);
-    SrFloatConvolution::blurImageMeanFilter(error, regErrBlurRadius, smoothed);
-
-    const cv::Point_<float> shift(static_cast<float>(coarse.x + u), static_cast<float>(coarse.y + v));
-    const double roundedX = std::floor(shift.x + 0.5);
-    const double roundedY = std::floor(shift.y + 0.5);
-    if (std::fabs(roundedX) < width && std::fabs(roundedY) < height) {  // false for NaN
-        const Overlap valid = overlapOf(static_cast<int>(roundedX), static_cast<int>(roundedY), width, height);
-        // Locals, since a char store may alias the members. The mask bytes are 0 or 1
-        // here, so or-ing in the test only ever sets them.
-        const float limit = regError;
-        const float* blurredError = errBlurred;
-        for (int y = valid.refY; y < valid.refY + valid.rows; ++y) {
-            const std::size_t start = static_cast<std::size_t>(y) * width + valid.refX;
-            for (std::size_t i = start; i < start + valid.cols; ++i)
-                mask[i] |= static_cast<char>(limit > blurredError[i]);
-        }
-    }
-    return shift;
+cv::Point_<float> SrFloatRegistration2::opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse,
+                                                    char* mask) {
+    return flow_().opticalFlow(blurredFrames[ref][0], blurredFrames[frame][0], coarse,
+                               cv::Vec3f(sumGxx, sumGxy, sumGyy), regError, regErrBlurRadius, mask);
 }
 
 void SrFloatRegistration2::shiftFrame(float* const in, cv::Point_<float>& shift, float* out) {
-    const int ry = static_cast<int>(std::floor(shift.y + 0.5));
-    const int rx = static_cast<int>(std::floor(shift.x + 0.5));
-    // One linear copy: a horizontal move lets a row run on into the next one.
-    const long move = static_cast<long>(width) * ry + rx;
-    const long begin = std::min<long>(std::max<long>(-move, 0), size);
-    const long end = std::max<long>(size - std::max<long>(move, 0), begin);
-    std::fill(out, out + begin, 0.0f);
-    if (end > begin) std::copy(in + begin + move, in + end + move, out + begin);
-    std::fill(out + end, out + size, 0.0f);
-    shift.y -= static_cast<float>(ry);
-    shift.x -= static_cast<float>(rx);
+    flow_().shiftFrame(in, shift, out);
+}
+
+SrFloatSubPixelFlow SrFloatRegistration2::flow_() const {
+    return SrFloatSubPixelFlow(width, height, gradX, gradY, errImage, errBlurred);
 }
 
 int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,
                                          float** shifted) {
     const int result = registerFrames(n, ref, frames, shifts, masks);
     if (result != 0) return result;
-    if (static_cast<int>(completeShifts.size()) < n) completeShifts.resize(n);
-
-    const float limit = static_cast<float>(height / 2);
-    for (int k = 0; k < n; ++k) {
-        completeShifts[k] = shifts[k];
-        const cv::Point_<float>& s = shifts[k];
-        if (!(s.x > -limit && s.x < limit && s.y > -limit && s.y < limit)) {
-            // Frames from k on leave as plain copies; shiftFrame overwrites the others anyway.
-            for (int j = k; j < n; ++j) std::copy(frames[j], frames[j] + size, shifted[j]);
-            throw vorel::Exception("Too large displacement", VOREL_PLACE);
-        }
-        shiftFrame(frames[k], shifts[k], shifted[k]);
-    }
+    if (flow_().moveFrames(n, frames, shifts, shifted, completeShifts) < n)
+        throw vorel::Exception("Too large displacement", VOREL_PLACE);
     return 0;
 }
 

@@ -10,6 +10,8 @@
 namespace vorel {
 namespace vision {
 
+class SrFloatSubPixelFlow;
+
 /// Registration of the float engine: finds every frame's shift against the
 /// reference frame with sub-pixel accuracy and marks which pixels of each frame
 /// can be trusted.
@@ -58,6 +60,8 @@ private:
     void initialize(char** masks, int ref);
     cv::Point_<float> opticalFlow(unsigned int ref, unsigned int frame, cv::Point_<int> coarse, char* mask);
     void shiftFrame(float* const in, cv::Point_<float>& shift, float* out);
+    /// The fine stage on this object's buffers.
+    SrFloatSubPixelFlow flow_() const;
     /// Mean of the tracked corner moves within 2 pixels of their per-axis medians, rounded half up.
     static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves);
     void copyFrom_(const SrFloatRegistration2& other);

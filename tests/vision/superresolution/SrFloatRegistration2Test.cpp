@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatRegistration2.h"
 
+#include "tests/support/RegistrationWindow.h"
 #include "vorel/Exception.h"
 
 #include <gtest/gtest.h>
@@ -58,6 +59,7 @@ private:
 namespace {
 
 using Inspector = SrFloatRegistration2Inspector;
+using Window = test::RegistrationWindow;
 
 // A smooth random texture that can be sampled anywhere: a sum of plane waves with
 // wavelengths from 8 to 40 pixels, around a thermal-like level of 30.
@@ -93,52 +95,6 @@ private:
         double amplitude, kx, ky, phase;
     };
     std::vector<Wave> waves;
-};
-
-// The buffers of one registration call, in window slot order.
-struct Window {
-    int width, height, n;
-    std::vector<std::vector<float>> frames, shifted;
-    std::vector<std::vector<char>> masks;
-    std::vector<float*> framePtrs, shiftedPtrs;
-    std::vector<char*> maskPtrs;
-    std::vector<cv::Point_<float>> shifts;
-
-    Window(int width, int height, int n)
-        : width(width),
-          height(height),
-          n(n),
-          frames(n),
-          shifted(n, std::vector<float>(width * height, -7.0f)),
-          masks(n, std::vector<char>(width * height, 5)),
-          shifts(n, cv::Point_<float>(-7.0f, -7.0f)) {
-        for (int k = 0; k < n; ++k) {
-            shiftedPtrs.push_back(shifted[k].data());
-            maskPtrs.push_back(masks[k].data());
-        }
-    }
-    Window(Window&&) = default;  // the pointer lists stay valid: moving keeps the buffers
-    Window(const Window&) = delete;
-
-    // Takes frames that the registration has already prepared.
-    void use(std::vector<std::vector<float>> given) {
-        frames = std::move(given);
-        framePtrs.clear();
-        for (auto& frame : frames) framePtrs.push_back(frame.data());
-    }
-
-    // Hands frame k to the registration as the newest arrival.
-    void add(SrFloatRegistration2& registration, int k, std::vector<float> pixels) {
-        frames[k] = std::move(pixels);
-        framePtrs.resize(n);
-        framePtrs[k] = frames[k].data();
-        registration.prepareFrame(frames[k].data());
-    }
-
-    int run(SrFloatRegistration2& registration, int ref) {
-        return registration.doRegistration(n, ref, framePtrs.data(), shifts.data(), maskPtrs.data(),
-                                           shiftedPtrs.data());
-    }
 };
 
 // A window of frames of `scene` moved by `truth`, prepared in order; the noise is a

@@ -48,14 +48,6 @@ Reconstruction reconstruct(vorel::tools::Scene sceneKind, std::uint64_t seed) {
     return r;
 }
 
-// PSNR over the interior, the truth's value range as peak.
-double psnr(const cv::Mat_<float>& image, const cv::Mat_<float>& truth) {
-    const cv::Rect inside(border, border, truth.cols - 2 * border, truth.rows - 2 * border);
-    double low = 0.0, high = 0.0;
-    cv::minMaxLoc(truth(inside), &low, &high);
-    return vorel::tools::psnr(image(inside), truth(inside), high - low);
-}
-
 TEST(SuperResolutionQuality, BeatsBicubicOnSyntheticScenes) {
     using vorel::tools::Scene;
     for (Scene scene : {Scene::Building, Scene::People}) {
@@ -64,8 +56,8 @@ TEST(SuperResolutionQuality, BeatsBicubicOnSyntheticScenes) {
         ASSERT_TRUE(cv::checkRange(r.result));
         cv::Mat_<float> bicubic;
         cv::resize(r.reference, bicubic, r.truth.size(), 0.0, 0.0, cv::INTER_CUBIC);
-        const double resultPsnr = psnr(r.result, r.truth);
-        const double bicubicPsnr = psnr(bicubic, r.truth);
+        const double resultPsnr = vorel::tools::psnrInside(r.result, r.truth, border);
+        const double bicubicPsnr = vorel::tools::psnrInside(bicubic, r.truth, border);
         std::printf("%s: PSNR result %.2f dB, bicubic %.2f dB, gain %.2f dB\n", vorel::tools::sceneName(scene).c_str(),
                     resultPsnr, bicubicPsnr, resultPsnr - bicubicPsnr);
         // A working reconstruction gains several dB on such scenes; less than 3 means a fault.
