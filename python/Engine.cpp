@@ -49,6 +49,7 @@ using Builder = std::unique_ptr<Engine> (*)(const EngineOptions&, int);
 // A registration class is one row here (and its header above).
 const std::pair<const char*, Builder> registrationTable[] = {
     {"corners", build<vision::SrFloatRegistration2>},
+    {"phase", build<vision::SrFloatRegistration1>},
 };
 
 Builder builderFor(const std::string& name) {

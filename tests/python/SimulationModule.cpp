@@ -34,12 +34,15 @@ cv::Mat_<float> toMat(const Image& array) {
 PYBIND11_MODULE(_vsr_testing, m) {
     m.def(
         "burst",
-        [](int width, int height, int frames, int reference, std::uint64_t seed) {
+        [](int width, int height, int frames, int reference, std::uint64_t seed, const std::string& scene,
+           float maxShift) {
             BurstSettings settings;
             settings.frameSize = cv::Size(width, height);
             settings.frames = frames;
             settings.reference = reference;
             settings.seed = seed;
+            settings.scene = sceneFromName(scene);
+            settings.maxShift = maxShift;
             const Burst burst = BurstSimulator(settings).simulate();
             py::list list;
             for (const auto& frame : burst.frames) list.append(toArray(frame));
@@ -51,7 +54,8 @@ PYBIND11_MODULE(_vsr_testing, m) {
             return py::make_tuple(list, toArray(burst.truth), shifts);
         },
         py::arg("width"), py::arg("height"), py::arg("frames") = 5, py::arg("reference") = 1, py::arg("seed") = 1,
-        "(frames, truth, shifts) of the building scene; truth in the reference frame's geometry.");
+        py::arg("scene") = "building", py::arg("max_shift") = 1.5f,
+        "(frames, truth, shifts) of a simulated scene; truth in the reference frame's geometry.");
     m.def(
         "bicubic", [](const Image& frame) { return toArray(upsample(toMat(frame), cv::INTER_CUBIC)); },
         "cv::resize to twice the size with INTER_CUBIC.");
