@@ -70,6 +70,7 @@ SrFloatRegistration2::SrFloatRegistration2(int width, int height, int numFrames)
       flowWinSize(21),
       blurredFrames(numFrames),
       pyramids(numFrames),
+      prepared(numFrames, 0),
       gradX(new float[size]()),
       gradY(new float[size]()),
       errImage(new float[size]()),
@@ -127,6 +128,7 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
         for (std::size_t level = 0; level < pyramids[i].size(); ++level)
             pyramids[i][level] = cloneWithBorder(other.pyramids[i][level]);
     }
+    prepared = other.prepared;
     const std::size_t bytes = static_cast<std::size_t>(size) * sizeof(float);
     std::memcpy(gradX, other.gradX, bytes);
     std::memcpy(gradY, other.gradY, bytes);
@@ -145,15 +147,24 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
     flowShifts = other.flowShifts;
 }
 
-void SrFloatRegistration2::prepareFrame(float* frame) {
+int SrFloatRegistration2::nextSlot_() {
     if (numPrepared < numFrames) {
         ++numPrepared;
     } else {
         // The evicted oldest slot moves to the end and its matrices take the new frame.
         std::rotate(blurredFrames.begin(), blurredFrames.begin() + 1, blurredFrames.end());
         std::rotate(pyramids.begin(), pyramids.begin() + 1, pyramids.end());
+        std::rotate(prepared.begin(), prepared.begin() + 1, prepared.end());
     }
     const int slot = numPrepared - 1;
+    prepared[slot] = 0;  // prepareFrame sets it once the frame is through
+    return slot;
+}
+
+void SrFloatRegistration2::skipFrame() { nextSlot_(); }
+
+void SrFloatRegistration2::prepareFrame(float* frame) {
+    const int slot = nextSlot_();
     cv::Mat_<float>& blurred = blurredFrames[slot];
 
     const cv::Mat_<float> source(height, width, frame);
@@ -182,6 +193,7 @@ void SrFloatRegistration2::prepareFrame(float* frame) {
     // into the slot's padded base level instead of keeping it.
     cv::buildOpticalFlowPyramid(image8, pyramids[slot], cv::Size(flowWinSize, flowWinSize), 3, true,
                                 cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT, true);
+    prepared[slot] = 1;
 }
 
 void SrFloatRegistration2::getCompleteShifts(std::vector<cv::Point_<float>>& out) {
@@ -415,6 +427,9 @@ void SrFloatRegistration2::shiftFrame(float* const in, cv::Point_<float>& shift,
 
 int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,
                                          float** shifted) {
+    // An unprepared slot has no pyramid to track in, or holds an older frame's.
+    if (n < 1 || n > numFrames || ref < 0 || ref >= n || std::count(prepared.begin(), prepared.begin() + n, 0) > 0)
+        return -10;
     const int result = registerFrames(n, ref, frames, shifts, masks);
     if (result != 0) return result;
     if (static_cast<int>(completeShifts.size()) < n) completeShifts.resize(n);

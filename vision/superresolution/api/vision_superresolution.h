@@ -48,7 +48,9 @@ extern "C" {
 #endif
 
 /* Creates a context for frames of width x height pixels and returns its handle
-   (>= 0; a released handle is reused), or -1 with the error text set. */
+   (>= 0; a released handle is reused), or -1 with the error text set: for a
+   negative side, a side above 32768, more than 16777216 pixels, or too little
+   memory. A size of 0 is accepted (such a context takes no frames). */
 VRLIB_API int SuperResolution_init(int width, int height);
 
 /* Destroys the context's engine and frees its handle. 0, or -999 for an invalid context. */
@@ -61,7 +63,7 @@ VRLIB_API int SuperResolution_setReferenceFrame(int context, int index);
 
 /* Chooses the sensor blur from a camera and lens description such as
    "k425 FOV 25" (a model number and "FOV" with the lens's field of view);
-   unknown descriptions select the default blur. Always returns 0. The context is
+   unknown descriptions and NULL select the default blur. Always returns 0. The context is
    not checked: call it only for a live context. */
 VRLIB_API int SuperResolution_setCameraAndLensType(int context, const char* description);
 
@@ -77,7 +79,8 @@ VRLIB_API int SuperResolution_queryOutputImageSize(int context, int* width, int*
 
 /* Copies the super-resolved image, 2*width x 2*height floats, into destination.
    Returns 0; -5 before the fifth frame (the not yet computed pixels are copied
-   all the same); -999 for an invalid context or a NULL destination. */
+   all the same); -999 for an invalid context or a NULL destination. Pixels
+   that no reconstruction has written yet are 0. */
 VRLIB_API int SuperResolution_getSuperresolutionImage(int context, float* destination);
 
 /* Copies the last error text as strncpy does: at most capacity bytes, without a
