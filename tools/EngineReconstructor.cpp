@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Proprietary
 #include "EngineReconstructor.h"
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 #include "ToolError.h"
 
 #include "vorel/Exception.h"
+
+#include <unistd.h>
 
 namespace vorel {
 namespace tools {
@@ -41,7 +43,7 @@ EngineReconstructor::EngineReconstructor(cv::Size frameSize, const Reconstructio
 
 Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> pixels = frame.isContinuous() ? frame : frame.clone();
-    StdoutSilencer quiet(!verbose_);
+    StreamSilencer quiet(STDOUT_FILENO, !verbose_);
     Outcome outcome;
     outcome.code = guarded(ExitCode::Reconstruction, [&] { return engine_.addFrame(pixels[0]); });
     outcome.computed = ++frames_ >= window();

@@ -123,6 +123,8 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
     std::ofstream(folder / "notes.tif") << "not an image";
     std::ofstream(folder / "short.raw") << "12345";
     std::ofstream(folder / "good.raw") << std::string(64, '\0');
+    writeImage(folder / "whole.png", cv::Mat_<uint16_t>(24, 32, uint16_t(3000)));
+    fs::resize_file(folder / "whole.png", fs::file_size(folder / "whole.png") / 2);
     std::vector<std::string> five = framePaths(folder, 5);
     const std::string out = folder / "out.tif";
 
@@ -132,10 +134,12 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
         int exitCode;
         std::string message;
     };
-    std::vector<std::string> withMissing = five, withOdd = five, withNotes = five;
+    std::vector<std::string> withMissing = five, withOdd = five, withNotes = five, withTruncated = five;
     withMissing[2] = folder / "missing.tif";
     withOdd[3] = folder / "odd.tif";
     withNotes[1] = folder / "notes.tif";
+    withTruncated[2] = folder / "whole.png";
+    const std::string raw = folder / "good.raw";
     const Case cases[] = {
         {withMissing, {}, 3, "vsr run: cannot read '" + (folder / "missing.tif") + "': no such file\n"},
         {withNotes,
@@ -153,11 +157,28 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
          {"--window", "7"},
          4,
          "vsr run: 7 frames needed, got 6\n"},
-        {{folder / "good.raw", folder / "good.raw", folder / "short.raw", folder / "good.raw", folder / "good.raw"},
+        // The decoder's own complaint stays off the screen.
+        {withTruncated,
+         {},
+         3,
+         "vsr run: cannot read '" + (folder / "whole.png") +
+             "': the image data is damaged or of an unsupported kind\n"},
+        {{raw, raw, folder / "short.raw", raw, raw},
          {"--size", "4x4"},
          3,
          "vsr run: cannot read '" + (folder / "short.raw") +
              "': it has 5 bytes, but --size 4x4 needs 64 (float32) or 32 (int16)\n"},
+        {{raw, "/dev/zero", raw, raw, raw},
+         {"--size", "4x4"},
+         3,
+         "vsr run: cannot read '/dev/zero': it has more than 64 bytes, but --size 4x4 needs 64 (float32) or 32 "
+         "(int16)\n"},
+        // Checked against the file's length before 40 GB are asked for.
+        {{raw, raw, raw, raw, raw},
+         {"--size", "100000x100000"},
+         3,
+         "vsr run: cannot read '" + raw +
+             "': it has 64 bytes, but --size 100000x100000 needs 40000000000 (float32) or 20000000000 (int16)\n"},
         {five,
          {"-o", folder / "no/such/out.tif"},
          5,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Proprietary
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,27 +11,29 @@ namespace vorel {
 namespace tools {
 namespace {
 
+// Buffered text belongs on the side of the switch it was written on.
 void flushAll() {
     std::cout.flush();
-    std::fflush(stdout);
+    std::cerr.flush();
+    std::fflush(nullptr);
 }
 
 }  // namespace
 
-StdoutSilencer::StdoutSilencer(bool enabled) {
+StreamSilencer::StreamSilencer(int descriptor, bool enabled) : descriptor_(descriptor) {
     if (!enabled) return;
     const int sink = open("/dev/null", O_WRONLY);
     if (sink < 0) return;
     flushAll();
-    saved_ = dup(STDOUT_FILENO);
-    if (saved_ >= 0) dup2(sink, STDOUT_FILENO);
+    saved_ = dup(descriptor_);
+    if (saved_ >= 0) dup2(sink, descriptor_);
     close(sink);
 }
 
-StdoutSilencer::~StdoutSilencer() {
+StreamSilencer::~StreamSilencer() {
     if (saved_ < 0) return;
     flushAll();
-    dup2(saved_, STDOUT_FILENO);
+    dup2(saved_, descriptor_);
     close(saved_);
 }
 
