@@ -87,10 +87,12 @@ cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
     if (!cv::haveImageReader(path))
         throw unreadable(path, "unsupported format (PNG and TIFF images, raw files with --size, videos with --video)");
     cv::Mat image;
-    {
+    try {
         // Decoders write their own line about damaged data; the message below is the one the user gets.
         const StreamSilencer quiet(STDERR_FILENO, true);
         image = cv::imread(path, cv::IMREAD_UNCHANGED);
+    } catch (const cv::Exception&) {
+        image.release();  // a header announcing an impossible size ends here
     }
     if (image.empty()) throw unreadable(path, "the image data is damaged or of an unsupported kind");
     if (image.channels() != 1)
