@@ -92,7 +92,7 @@ cv::Mat_<float> readFrame(const std::string& path, cv::Size rawSize) {
         const StreamSilencer quiet(STDERR_FILENO, true);
         image = cv::imread(path, cv::IMREAD_UNCHANGED);
     } catch (const cv::Exception&) {
-        image.release();  // a header announcing an impossible size ends here
+        // A header announcing an impossible size ends here; reported below like damaged data.
     }
     if (image.empty()) throw unreadable(path, "the image data is damaged or of an unsupported kind");
     if (image.channels() != 1)
