@@ -70,7 +70,9 @@ VRLIB_API int SuperResolution_setCameraAndLensType(int context, const char* desc
 /* Adds a frame of width x height floats (copied; the caller keeps ownership).
    From the fifth frame on, recomputes the super-resolved image. Returns 0, -2,
    -3, -4 or -999 (see the result codes). A window that cannot be registered
-   still returns 0 and leaves the previous image in place. */
+   still returns 0 and leaves the previous image in place. A frame refused for
+   too many defective pixels (-999) still takes its place in the window: until
+   five more frames have come, the image is not recomputed. */
 VRLIB_API int SuperResolution_addImage(int context, const float* frame);
 
 /* Writes the output size (2*width, 2*height). Returns 0, -5 before the fifth
