@@ -6,11 +6,12 @@
 #   ./dev.sh test --sanitize the same with AddressSanitizer and UBSan, in build-sanitize/
 #   ./dev.sh demo            deps + build + super-resolve the built-in demo burst
 #   ./dev.sh bench           deps + build + micro-benchmarks, then the method comparison
+#   ./dev.sh fuzz [SECONDS]  deps + build the libFuzzer harnesses (clang) + run each for SECONDS (60)
 set -euo pipefail
 cd "$(dirname "$0")"
 
 PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libcli11-dev
-  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev)
+  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev clang libclang-rt-14-dev)
 OPTIONAL_PACKAGES=(libopencv-superres-dev libfftw3-dev)
 JOBS=$(nproc 2>/dev/null || echo 2)
 
@@ -62,6 +63,24 @@ run_tests() {
   ctest --test-dir "$dir" --output-on-failure -j "$JOBS"
 }
 
+# Runs one harness from its seeds in fuzz/corpus/ plus what earlier runs found in
+# build-fuzz/corpus/; a failing input lands in build-fuzz/findings/.
+run_fuzzer() {
+  local name=$1 seconds=$2
+  local corpus=build-fuzz/corpus/$name findings=build-fuzz/findings/$name log=build-fuzz/$name.log
+  mkdir -p "$corpus" "$findings"
+  # A decoded header may announce any size: keep OpenCV's limit low, so that a
+  # huge announced image is turned away rather than counted as running out of memory.
+  if ! OPENCV_IO_MAX_IMAGE_PIXELS=4194304 ./build-fuzz/fuzz/vsr_fuzz_"$name" -max_total_time="$seconds" \
+      -timeout=30 -print_final_stats=1 -artifact_prefix="$findings/" "$corpus" "fuzz/corpus/$name" 2>"$log"; then
+    tail -n 60 "$log" >&2
+    echo "dev.sh: fuzzer $name failed; the input is in $findings, the whole log in $log" >&2
+    return 1
+  fi
+  awk -v name="$name" '/^stat::number_of_executed_units/ {runs = $2} /^stat::average_exec_per_sec/ {rate = $2}
+    END {printf "fuzz %s: %d runs, %d per second, no failure\n", name, runs, rate}' "$log"
+}
+
 command=${1:-}
 shift || true
 case "$command" in
@@ -81,7 +100,15 @@ case "$command" in
     deps; build build
     ./build/bench/vsr_bench --benchmark_min_time=0.5 "$@"
     ./build/bench/compare/vsr_compare ;;
+  fuzz)
+    deps
+    seconds=${1:-60}
+    cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+      -DVSR_FUZZ=ON -DVSR_BUILD_TESTS=OFF -DVSR_BUILD_BENCH=OFF >/dev/null
+    cmake --build build-fuzz -j "$JOBS" --target vsr_fuzz_c_interface vsr_fuzz_frame_reader
+    run_fuzzer c_interface "$seconds"
+    run_fuzzer frame_reader "$seconds" ;;
   *)
-    sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//' >&2
+    sed -n '2,9p' "$0" | sed 's/^# \{0,1\}//' >&2
     exit 2 ;;
 esac

@@ -2,10 +2,12 @@
 #include "Engine.h"
 
 #include "EngineWarnings.h"
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/api/CameraAndLens.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -107,7 +109,7 @@ Engine::Engine(const EngineOptions& options, int reference)
 
 Outcome Engine::add(const float* frame) {
     const std::lock_guard<std::mutex> lock(busy_);
-    const tools::StdoutSilencer quiet(!verbose_);
+    const tools::StreamSilencer quiet(STDOUT_FILENO, !verbose_);
     Outcome outcome;
     // A flat frame is only flagged, as by the C interface: it is used all the same.
     double low = 0.0;

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Proprietary
 #include "CInterfaceReconstructor.h"
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 #include "ToolError.h"
 
 #include "vision/superresolution/api/vision_superresolution.h"
+
+#include <unistd.h>
 
 namespace vorel {
 namespace tools {
@@ -36,7 +38,7 @@ Outcome CInterfaceReconstructor::add(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> pixels = frame.isContinuous() ? frame : frame.clone();
     int code = 0;
     {
-        StdoutSilencer quiet(!verbose_);
+        StreamSilencer quiet(STDOUT_FILENO, !verbose_);
         code = SuperResolution_addImage(context_, pixels[0]);
     }
     if (code == -999) throw ToolError(ExitCode::Reconstruction, "the library failed: " + lastError());

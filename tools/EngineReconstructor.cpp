@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Proprietary
 #include "EngineReconstructor.h"
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 #include "ToolError.h"
 
 #include "vorel/Exception.h"
+
+#include <unistd.h>
 
 namespace vorel {
 namespace tools {
@@ -56,7 +58,7 @@ int EngineReconstructor::window() const {
 
 Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> pixels = frame.isContinuous() ? frame : frame.clone();
-    StdoutSilencer quiet(!verbose_);
+    StreamSilencer quiet(STDOUT_FILENO, !verbose_);
     Outcome outcome;
     outcome.code = guarded(ExitCode::Reconstruction, [&] {
         return std::visit([&](auto& engine) { return engine.addFrame(pixels[0]); }, engine_);

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Proprietary
 #include "ImageFiles.h"
 #include "PendingFile.h"
+#include "StreamSilencer.h"
 #include "ToolError.h"
 
 #include <opencv2/imgcodecs.hpp>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <vector>
 
 namespace vorel {
@@ -30,10 +31,34 @@ uint32_t littleEndian32(const unsigned char* bytes) {
 }
 
 cv::Mat readRaw(const std::string& path, cv::Size size) {
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     const size_t pixels = size_t(size.width) * size_t(size.height);
-    if (bytes.size() == 4 * pixels) {
+    const size_t floatBytes = 4 * pixels;
+    const size_t shortBytes = 2 * pixels;
+    auto mismatch = [&](const std::string& length) {
+        return unreadable(path, "it has " + length + " bytes, but --size " + std::to_string(size.width) + "x" +
+                                    std::to_string(size.height) + " needs " + std::to_string(floatBytes) +
+                                    " (float32) or " + std::to_string(shortBytes) + " (int16)");
+    };
+    // A regular file tells its length before anything is allocated for a size that may be absurd.
+    std::error_code error;
+    const uintmax_t length = fs::file_size(path, error);
+    if (!error && length != floatBytes && length != shortBytes) throw mismatch(std::to_string(length));
+
+    // Devices and pipes may never end: one byte past the longer format is enough to tell.
+    std::ifstream file(path, std::ios::binary);
+    std::vector<unsigned char> bytes;
+    if (!error) bytes.reserve(length);
+    constexpr size_t chunk = size_t(1) << 20;
+    while (file && bytes.size() <= floatBytes) {
+        const size_t start = bytes.size();
+        bytes.resize(start + std::min(chunk, floatBytes + 1 - start));
+        file.read(reinterpret_cast<char*>(bytes.data() + start), std::streamsize(bytes.size() - start));
+        bytes.resize(start + size_t(file.gcount()));
+    }
+    if (bytes.size() > floatBytes) throw mismatch("more than " + std::to_string(floatBytes));
+    if (bytes.size() != floatBytes && bytes.size() != shortBytes) throw mismatch(std::to_string(bytes.size()));
+
+    if (bytes.size() == floatBytes) {
         cv::Mat_<float> frame(size);
         for (size_t i = 0; i < pixels; ++i) {
             const uint32_t bits = littleEndian32(&bytes[4 * i]);
@@ -41,15 +66,10 @@ cv::Mat readRaw(const std::string& path, cv::Size size) {
         }
         return frame;
     }
-    if (bytes.size() == 2 * pixels) {
-        cv::Mat_<int16_t> frame(size);
-        for (size_t i = 0; i < pixels; ++i)
-            frame(int(i)) = static_cast<int16_t>(uint16_t(bytes[2 * i]) | uint16_t(bytes[2 * i + 1]) << 8);
-        return frame;
-    }
-    throw unreadable(path, "it has " + std::to_string(bytes.size()) + " bytes, but --size " +
-                               std::to_string(size.width) + "x" + std::to_string(size.height) + " needs " +
-                               std::to_string(4 * pixels) + " (float32) or " + std::to_string(2 * pixels) + " (int16)");
+    cv::Mat_<int16_t> frame(size);
+    for (size_t i = 0; i < pixels; ++i)
+        frame(int(i)) = static_cast<int16_t>(uint16_t(bytes[2 * i]) | uint16_t(bytes[2 * i + 1]) << 8);
+    return frame;
 }
 
 // Little-endian whatever the host, as readRaw expects.
@@ -105,7 +125,14 @@ cv::Mat readImage(const std::string& path, cv::Size rawSize) {
     if (!rawSize.empty()) return readRaw(path, rawSize);
     if (!cv::haveImageReader(path))
         throw unreadable(path, "unsupported format (PNG and TIFF images, raw files with --size, videos with --video)");
-    const cv::Mat image = cv::imread(path, cv::IMREAD_UNCHANGED);
+    cv::Mat image;
+    try {
+        // Decoders write their own line about damaged data; the message below is the one the user gets.
+        const StreamSilencer quiet(STDERR_FILENO, true);
+        image = cv::imread(path, cv::IMREAD_UNCHANGED);
+    } catch (const cv::Exception&) {
+        // A header announcing an impossible size ends here; reported below like damaged data.
+    }
     if (image.empty()) throw unreadable(path, "the image data is damaged or of an unsupported kind");
     if (image.channels() != 1)
         throw unreadable(

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "EngineReconstructor.h"
 #include "BurstSimulator.h"
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ cv::Mat_<float> direct(const Burst& burst, const ReconstructionSettings& setting
     engine.setRelativeResidue(0.007f);
     engine.setPsfSigma(settings.psfSigma);
     cv::Mat_<float> result;
-    StdoutSilencer quiet(true);
+    StreamSilencer quiet(STDOUT_FILENO, true);
     for (const cv::Mat_<float>& frame : burst.frames) engine.addFrame(frame);
     engine.computeSR(result);
     return result;

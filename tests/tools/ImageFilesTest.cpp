@@ -88,6 +88,7 @@ TEST(ImageFiles, ReportsUnreadableInputInOneLine) {
     TempFolder folder;
     writeBytes(folder / "short.raw", std::vector<unsigned char>(10));
     writeBytes(folder / "notes.png", {'h', 'e', 'l', 'l', 'o'});
+    std::ofstream(folder / "huge.pgm") << "P5\n60000 60000\n255\n";  // beyond the decoders' pixel limit
     writeImage(folder / "colour.png", cv::Mat(4, 4, CV_8UC3, cv::Scalar(1, 2, 3)));
     fs::create_directory(folder / "sub");
     struct Case {
@@ -106,6 +107,9 @@ TEST(ImageFiles, ReportsUnreadableInputInOneLine) {
          {},
          "cannot read '" + (folder / "notes.png") +
              "': unsupported format (PNG and TIFF images, raw files with --size, videos with --video)"},
+        {folder / "huge.pgm",
+         {},
+         "cannot read '" + (folder / "huge.pgm") + "': the image data is damaged or of an unsupported kind"},
         {folder / "colour.png",
          {},
          "cannot read '" + (folder / "colour.png") + "': unsupported format: 3 channels, a thermal frame has one"},

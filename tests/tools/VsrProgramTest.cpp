@@ -142,6 +142,8 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
     std::ofstream(folder / "notes.tif") << "not an image";
     std::ofstream(folder / "short.raw") << "12345";
     std::ofstream(folder / "good.raw") << std::string(64, '\0');
+    writeImage(folder / "whole.png", cv::Mat_<uint16_t>(24, 32, uint16_t(3000)));
+    fs::resize_file(folder / "whole.png", fs::file_size(folder / "whole.png") / 2);
     std::vector<std::string> five = framePaths(folder, 5);
     const std::string out = folder / "out.tif";
 
@@ -151,10 +153,20 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
         int exitCode;
         std::string message;
     };
-    std::vector<std::string> withMissing = five, withOdd = five, withNotes = five;
+    std::vector<std::string> withMissing = five, withOdd = five, withNotes = five, withTruncated = five;
     withMissing[2] = folder / "missing.tif";
     withOdd[3] = folder / "odd.tif";
     withNotes[1] = folder / "notes.tif";
+    // Ramps have contrast but no corner to track: no window registers.
+    std::vector<std::string> ramps;
+    for (int i = 0; i < 5; ++i) {
+        cv::Mat_<float> ramp(24, 32);
+        for (int x = 0; x < ramp.cols; ++x) ramp.col(x) = 20.0f + 0.5f * x + 0.01f * i;
+        ramps.push_back(folder / ("ramp" + std::to_string(i) + ".tif"));
+        writeImage(ramps.back(), ramp);
+    }
+    withTruncated[2] = folder / "whole.png";
+    const std::string raw = folder / "good.raw";
     const Case cases[] = {
         {withMissing, {}, 3, "vsr run: cannot read '" + (folder / "missing.tif") + "': no such file\n"},
         {withNotes,
@@ -172,16 +184,38 @@ TEST(VsrProgram, BadInputsExitWithTheirCodesAndOneLine) {
          {"--window", "7"},
          4,
          "vsr run: 7 frames needed, got 6\n"},
-        {{folder / "good.raw", folder / "good.raw", folder / "short.raw", folder / "good.raw", folder / "good.raw"},
+        // The decoder's own complaint stays off the screen.
+        {withTruncated,
+         {},
+         3,
+         "vsr run: cannot read '" + (folder / "whole.png") +
+             "': the image data is damaged or of an unsupported kind\n"},
+        {{raw, raw, folder / "short.raw", raw, raw},
          {"--size", "4x4"},
          3,
          "vsr run: cannot read '" + (folder / "short.raw") +
              "': it has 5 bytes, but --size 4x4 needs 64 (float32) or 32 (int16)\n"},
+        {{raw, "/dev/zero", raw, raw, raw},
+         {"--size", "4x4"},
+         3,
+         "vsr run: cannot read '/dev/zero': it has more than 64 bytes, but --size 4x4 needs 64 (float32) or 32 "
+         "(int16)\n"},
+        // Checked against the file's length before 40 GB are asked for.
+        {{raw, raw, raw, raw, raw},
+         {"--size", "100000x100000"},
+         3,
+         "vsr run: cannot read '" + raw +
+             "': it has 64 bytes, but --size 100000x100000 needs 40000000000 (float32) or 20000000000 (int16)\n"},
         {five,
          {"-o", folder / "no/such/out.tif"},
          5,
          "vsr run: cannot write '" + (folder / "no/such/out.tif") + "': folder '" + (folder / "no/such") +
              "' does not exist\n"},
+        {ramps,
+         {},
+         6,
+         "vsr run: no window of frames could be registered, so there is no result (frames too flat or too "
+         "different)\n"},
         {five,
          {"--preview", folder / "preview.xyz"},
          5,

@@ -116,7 +116,14 @@ int SrFloat<Registration>::loadFrame(const float* frame) {
     std::copy_n(frame, inputSize, newest);
 
     cv::Mat_<float> image(height, width, newest);
-    const int repair = badPixelHandling.detectAndReplaceBadPixel(image);
+    int repair = 0;
+    try {
+        repair = badPixelHandling.detectAndReplaceBadPixel(image);
+    } catch (...) {
+        // The frame stays in the window unprepared; the registration's slots must still move with it.
+        registration.skipFrame();
+        throw;
+    }
     // Prepared even after a failed repair: registration needs every slot.
     registration.prepareFrame(newest);
     return repair < 0 ? repair : 0;

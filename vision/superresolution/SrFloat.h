@@ -20,7 +20,8 @@ namespace vision {
 /// Feed frames with addFrame(); computeSR() registers the window against the
 /// reference frame, reconstructs an image of factor times the width and height
 /// and returns the srfactor (about 1 to 2 for factor 2), or -998 (registration
-/// failed or the window is empty; nothing written), -6 (large displacement) or
+/// failed, the window is empty or holds a frame that addFrame threw on; nothing
+/// written), -6 (large displacement) or
 /// -3 (too many masked pixels; both with the result written). Setters
 /// throw a plain C string (const char*) on an invalid value.
 template <class Registration>
@@ -36,6 +37,8 @@ public:
     /// Copies a frame (width x height floats) into the window, repairs its bad
     /// pixels and prepares it for registration. Returns 0 or a negative code of
     /// the bad-pixel repair (-2: a defect could not be repaired from neighbours).
+    /// A frame with too many defects throws vorel::Exception and stays in the
+    /// window unprepared: computeSR answers -998 until it has left.
     int addFrame(const float* frame);
     int addFrame(const cv::Mat_<float>& frame);
     void clearFrames() { frameCount = 0; }

@@ -26,7 +26,7 @@ SrFloatRegistration1::SrFloatRegistration1(int width, int height, int numFrames)
       height(height),
       size(width * height),
       numFrames(numFrames),
-      numPrepared(0),
+      slots(numFrames),
       specSize((width / 2 + 1) * height),
       regError(0.0001f),
       gaussRadius(5),
@@ -53,7 +53,7 @@ SrFloatRegistration1::SrFloatRegistration1(int width, int height, int numFrames)
 
 SrFloatRegistration1::SrFloatRegistration1(const SrFloatRegistration1& other)
     : SrFloatRegistration1(other.width, other.height, other.numFrames) {
-    numPrepared = other.numPrepared;
+    slots = other.slots;
     regError = other.regError;
     regErrBlurRadius = other.regErrBlurRadius;
     if (other.gaussRadius != gaussRadius) setGaussRadius(other.gaussRadius);
@@ -98,14 +98,19 @@ void SrFloatRegistration1::setGaussRadius(int radius) {
     fft->gaussFft(radius, sigma, gaussSpectrum.get(), gaussKernel.get());
 }
 
-void SrFloatRegistration1::prepareFrame(float* frame) {
-    if (numPrepared < numFrames) {
-        ++numPrepared;
-    } else {
+int SrFloatRegistration1::nextSlot_() {
+    return slots.next([this] {
         // The evicted oldest slot moves to the end and its spectrum takes the new frame.
         std::rotate(spectra.begin(), spectra.begin() + 1, spectra.end());
-    }
-    fft->forward(frame, spectra[numPrepared - 1].get());
+    });
+}
+
+void SrFloatRegistration1::skipFrame() { nextSlot_(); }
+
+void SrFloatRegistration1::prepareFrame(float* frame) {
+    const int slot = nextSlot_();
+    fft->forward(frame, spectra[slot].get());
+    slots.markPrepared(slot);
 }
 
 void SrFloatRegistration1::getCompleteShifts(std::vector<cv::Point_<float>>& out) {
@@ -201,6 +206,8 @@ void SrFloatRegistration1::registerFrames(int n, int ref, float** const frames, 
 
 int SrFloatRegistration1::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,
                                          float** shifted) {
+    // An unprepared slot holds no spectrum, or an older frame's.
+    if (!slots.ready(n, ref)) return -10;
     registerFrames(n, ref, frames, shifts, masks);
     if (flow_().moveFrames(n, frames, shifts, shifted, completeShifts) < n)
         throw vorel::Exception("Too large displacement", VOREL_PLACE);

@@ -3,6 +3,7 @@
 
 #include "vorel/Export.h"
 #include "vision/superresolution/SrFloatFft2d.h"
+#include "vision/superresolution/SrFloatFrameSlots.h"
 
 #include <opencv2/core.hpp>
 
@@ -39,11 +40,18 @@ public:
     /// window slot, evicting the oldest once the window is full.
     void prepareFrame(float* frame);
 
+    /// Takes the newest window slot for a frame that could not be prepared, so that
+    /// the slots stay in step with the engine's window. A registration over a
+    /// window that still holds such a slot fails with -10.
+    void skipFrame();
+
     /// Registers frames[0..n-1] (window slot order) against frame `ref` and returns
     /// 0 with the sub-pixel remainders in `shifts`, the validity masks in `masks`
     /// and the frames moved by their whole-pixel shifts in `shifted`. Throws
     /// vorel::Exception "Too large displacement" when a shift reaches height / 2.
     /// A frame whose correlation has no peak keeps the whole-pixel shift (0, 0).
+    /// Returns -10, writing nothing, when one of the n slots holds no prepared
+    /// frame or ref is not one of them.
     int doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks, float** shifted);
 
     /// The complete shifts of the last registration, one per frame.
@@ -62,6 +70,8 @@ private:
     using Bin = float[2];                        // one complex value of a half spectrum
 
     void registerFrames(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks);
+    /// Advances the window for one more frame and returns the slot it goes to, not yet prepared.
+    int nextSlot_();
     cv::Point_<int> phaseCorrelation();
     void initialize(char** masks, int n);
     cv::Point_<float> opticalFlow(cv::Point_<int> coarse, char* mask);
@@ -74,7 +84,7 @@ private:
     int height;
     int size;
     int numFrames;
-    int numPrepared;
+    SrFloatFrameSlots slots;
     int specSize;
     float regError;
     int gaussRadius;

@@ -38,13 +38,13 @@ SrFloatRegistration2::SrFloatRegistration2(int width, int height, int numFrames)
       height(height),
       size(width * height),
       numFrames(numFrames),
-      numPrepared(0),
       regError(0.0001f),
       blurRadius(5),
       regErrBlurRadius(3),
       flowWinSize(21),
       blurredFrames(numFrames),
       pyramids(numFrames),
+      slots(numFrames),
       gradX(new float[size]()),
       gradY(new float[size]()),
       errImage(new float[size]()),
@@ -89,7 +89,6 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
     height = other.height;
     size = other.size;
     numFrames = other.numFrames;
-    numPrepared = other.numPrepared;
     regError = other.regError;
     blurRadius = other.blurRadius;
     regErrBlurRadius = other.regErrBlurRadius;
@@ -102,6 +101,7 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
         for (std::size_t level = 0; level < pyramids[i].size(); ++level)
             pyramids[i][level] = cloneWithBorder(other.pyramids[i][level]);
     }
+    slots = other.slots;
     const std::size_t bytes = static_cast<std::size_t>(size) * sizeof(float);
     std::memcpy(gradX, other.gradX, bytes);
     std::memcpy(gradY, other.gradY, bytes);
@@ -120,15 +120,18 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
     flowShifts = other.flowShifts;
 }
 
-void SrFloatRegistration2::prepareFrame(float* frame) {
-    if (numPrepared < numFrames) {
-        ++numPrepared;
-    } else {
+int SrFloatRegistration2::nextSlot_() {
+    return slots.next([this] {
         // The evicted oldest slot moves to the end and its matrices take the new frame.
         std::rotate(blurredFrames.begin(), blurredFrames.begin() + 1, blurredFrames.end());
         std::rotate(pyramids.begin(), pyramids.begin() + 1, pyramids.end());
-    }
-    const int slot = numPrepared - 1;
+    });
+}
+
+void SrFloatRegistration2::skipFrame() { nextSlot_(); }
+
+void SrFloatRegistration2::prepareFrame(float* frame) {
+    const int slot = nextSlot_();
     cv::Mat_<float>& blurred = blurredFrames[slot];
 
     const cv::Mat_<float> source(height, width, frame);
@@ -157,6 +160,7 @@ void SrFloatRegistration2::prepareFrame(float* frame) {
     // into the slot's padded base level instead of keeping it.
     cv::buildOpticalFlowPyramid(image8, pyramids[slot], cv::Size(flowWinSize, flowWinSize), 3, true,
                                 cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT, true);
+    slots.markPrepared(slot);
 }
 
 void SrFloatRegistration2::getCompleteShifts(std::vector<cv::Point_<float>>& out) {
@@ -263,6 +267,8 @@ SrFloatSubPixelFlow SrFloatRegistration2::flow_() const {
 
 int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,
                                          float** shifted) {
+    // An unprepared slot has no pyramid to track in, or holds an older frame's.
+    if (!slots.ready(n, ref)) return -10;
     const int result = registerFrames(n, ref, frames, shifts, masks);
     if (result != 0) return result;
     if (flow_().moveFrames(n, frames, shifts, shifted, completeShifts) < n)

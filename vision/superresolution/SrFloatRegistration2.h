@@ -3,6 +3,8 @@
 
 #include "vorel/Export.h"
 
+#include "vision/superresolution/SrFloatFrameSlots.h"
+
 #include <opencv2/core.hpp>
 
 #include <vector>
@@ -34,10 +36,16 @@ public:
     /// the newest window slot, evicting the oldest once the window is full.
     void prepareFrame(float* frame);
 
+    /// Takes the newest window slot for a frame that could not be prepared, so that
+    /// the slots stay in step with the engine's window. A registration over a
+    /// window that still holds such a slot fails with -10.
+    void skipFrame();
+
     /// Registers frames[0..n-1] (window slot order) against frame `ref`. On success
     /// returns 0 with the sub-pixel remainders in `shifts`, the validity masks in
     /// `masks` and the frames moved by their whole-pixel shifts in `shifted`;
-    /// returns -9 when corner tracking fails; throws vorel::Exception
+    /// returns -9 when corner tracking fails and -10, writing nothing, when one of
+    /// the n slots holds no prepared frame or ref is not one of them; throws vorel::Exception
     /// "Too large displacement" when a shift reaches height / 2.
     int doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks, float** shifted);
 
@@ -65,18 +73,20 @@ private:
     /// Mean of the tracked corner moves within 2 pixels of their per-axis medians, rounded half up.
     static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves);
     void copyFrom_(const SrFloatRegistration2& other);
+    /// Advances the window for one more frame and returns the slot it goes to, not yet prepared.
+    int nextSlot_();
 
     int width;
     int height;
     int size;
     int numFrames;
-    int numPrepared;
     float regError;
     int blurRadius;
     int regErrBlurRadius;
     int flowWinSize;
     std::vector<cv::Mat_<float>> blurredFrames;
     std::vector<std::vector<cv::Mat>> pyramids;
+    SrFloatFrameSlots slots;
     float* gradX;
     float* gradY;
     float* errImage;

@@ -23,7 +23,7 @@ class SrFloatRegistration1Inspector {
 public:
     explicit SrFloatRegistration1Inspector(SrFloatRegistration1& registration) : r(registration) {}
 
-    int numPrepared() const { return r.numPrepared; }
+    int numPrepared() const { return r.slots.count(); }
     std::vector<float> kernel() const { return {r.gaussKernel.get(), r.gaussKernel.get() + r.gaussRadius + 1}; }
     std::vector<float> gaussSpectrum() const {
         return {&r.gaussSpectrum[0][0], &r.gaussSpectrum[0][0] + 2 * r.specSize};

@@ -26,7 +26,7 @@ class SrFloatRegistration2Inspector {
 public:
     explicit SrFloatRegistration2Inspector(SrFloatRegistration2& registration) : r(registration) {}
 
-    int numPrepared() const { return r.numPrepared; }
+    int numPrepared() const { return r.slots.count(); }
     int flowWinSize() const { return r.flowWinSize; }
     float rangeMin() const { return r.rangeMin; }
     float rangeMax() const { return r.rangeMax; }

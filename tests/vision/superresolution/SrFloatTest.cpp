@@ -367,6 +367,35 @@ TEST(SrFloat, PhaseCorrelationEngineBeatsBicubic) {
     }
 }
 
+TEST(SrFloat, FrameThatThrewBlocksResultsUntilItLeavesTheWindow) {
+    std::vector<cv::Point2f> shifts = subPixelShifts;
+    shifts.insert(shifts.end(), subPixelShifts.rbegin(), subPixelShifts.rend());
+    const auto frames = burst(shifts);
+    const cv::Mat_<float> rejected(height, width, kNaN);
+    CoutCapture quiet;
+    // The clean run never sees the rejected frame; the other gets it after the fifth frame.
+    Engine clean(width, height, 5, 2.0f), hit(width, height, 5, 2.0f);
+    std::vector<float> cleanOut(clean.getOutputSize()), hitOut(hit.getOutputSize());
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE(i);
+        if (i == 5) {
+            EXPECT_THROW(hit.addFrame(rejected), Exception);
+        }
+        clean.addFrame(frames[i]);
+        hit.addFrame(frames[i]);
+        const float cleanResult = clean.computeSR(cleanOut.data());
+        std::fill(hitOut.begin(), hitOut.end(), kNaN);
+        const float hitResult = hit.computeSR(hitOut.data());
+        if (i >= 5 && i < 9) {  // the rejected frame is in the window
+            EXPECT_EQ(hitResult, -998.0f);
+            EXPECT_TRUE(std::all_of(hitOut.begin(), hitOut.end(), [](float v) { return std::isnan(v); }));
+        } else {
+            EXPECT_EQ(hitResult, cleanResult);
+            EXPECT_EQ(hitOut, cleanOut);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vision
 }  // namespace vorel

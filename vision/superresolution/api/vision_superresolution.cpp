@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,10 @@ using Engine = vorel::vision::SrFloat<vorel::vision::SrFloatRegistration2>;
 
 constexpr int windowSize = 5;
 constexpr int failure = -999;
+// Far beyond any thermal sensor, and small enough that every buffer size, up to
+// the padded high-resolution grids, stays within int.
+constexpr long long maxSide = 32768;
+constexpr long long maxPixels = 1LL << 24;
 
 struct Context {
     int width = 0;
@@ -68,20 +73,38 @@ int SuperResolution_init(int width, int height) {
     if (freeSlot == contexts.end()) contexts.emplace_back();
     Context& context = contexts[slot];
     try {
+        if (width < 0 || height < 0 || width > maxSide || height > maxSide ||
+            static_cast<long long>(width) * height > maxPixels)
+            throw vorel::Exception("Invalid image size " + std::to_string(width) + " x " + std::to_string(height) +
+                                       ": width and height must lie in 0.." + std::to_string(maxSide) +
+                                       " and their product must not exceed " + std::to_string(maxPixels) + ".",
+                                   VOREL_PLACE);
         context.engine = std::make_unique<Engine>(width, height, windowSize, 2.0f);
         context.width = width;
         context.height = height;
         context.frameCount = 0;
         context.output.create(2 * height, 2 * width);
+        // Before the first result, and after a window that never registered, the copy shows zeros.
+        context.output.setTo(0.0f);
         context.engine->setReferenceIndex(3);
         context.engine->setWeightTV(400.0f);
         context.engine->setRegError(0.0001f);
         context.engine->setRelativeResidue(0.007f);
+        return slot;
     } catch (const vorel::Exception& exception) {
         lastError = exception.what();
         return -1;
+    } catch (const cv::Exception& exception) {
+        lastError = "cv::Exception: " + exception.err;
+    } catch (const std::bad_alloc&) {
+        lastError = "Not enough memory for images of " + std::to_string(width) + " x " + std::to_string(height) + ".";
     }
-    return slot;
+    // Out of memory: a half-built context must not look usable.
+    context.engine.reset();
+    context.output.release();
+    context.width = 0;
+    context.height = 0;
+    return -1;
 }
 
 int SuperResolution_release(int context) {
@@ -104,7 +127,8 @@ int SuperResolution_setReferenceFrame(int context, int index) {
 
 int SuperResolution_setCameraAndLensType(int context, const char* description) {
     // No context check: the host calls this for live contexts only.
-    contexts[context].engine->setPsfSigma(vorel::vision::psfSigmaOfCameraAndLens(description));
+    // NULL describes nothing, as an empty text does: the default blur.
+    contexts[context].engine->setPsfSigma(vorel::vision::psfSigmaOfCameraAndLens(description ? description : ""));
     return 0;
 }
 

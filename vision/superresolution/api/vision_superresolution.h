@@ -48,7 +48,9 @@ extern "C" {
 #endif
 
 /* Creates a context for frames of width x height pixels and returns its handle
-   (>= 0; a released handle is reused), or -1 with the error text set. */
+   (>= 0; a released handle is reused), or -1 with the error text set: for a
+   negative side, a side above 32768, more than 16777216 pixels, or too little
+   memory. A size of 0 is accepted (such a context takes no frames). */
 VRLIB_API int SuperResolution_init(int width, int height);
 
 /* Destroys the context's engine and frees its handle. 0, or -999 for an invalid context. */
@@ -61,14 +63,16 @@ VRLIB_API int SuperResolution_setReferenceFrame(int context, int index);
 
 /* Chooses the sensor blur from a camera and lens description such as
    "k425 FOV 25" (a model number and "FOV" with the lens's field of view);
-   unknown descriptions select the default blur. Always returns 0. The context is
+   unknown descriptions and NULL select the default blur. Always returns 0. The context is
    not checked: call it only for a live context. */
 VRLIB_API int SuperResolution_setCameraAndLensType(int context, const char* description);
 
 /* Adds a frame of width x height floats (copied; the caller keeps ownership).
    From the fifth frame on, recomputes the super-resolved image. Returns 0, -2,
    -3, -4 or -999 (see the result codes). A window that cannot be registered
-   still returns 0 and leaves the previous image in place. */
+   still returns 0 and leaves the previous image in place. A frame refused for
+   too many defective pixels (-999) still takes its place in the window: until
+   five more frames have come, the image is not recomputed. */
 VRLIB_API int SuperResolution_addImage(int context, const float* frame);
 
 /* Writes the output size (2*width, 2*height). Returns 0, -5 before the fifth
@@ -77,7 +81,8 @@ VRLIB_API int SuperResolution_queryOutputImageSize(int context, int* width, int*
 
 /* Copies the super-resolved image, 2*width x 2*height floats, into destination.
    Returns 0; -5 before the fifth frame (the not yet computed pixels are copied
-   all the same); -999 for an invalid context or a NULL destination. */
+   all the same); -999 for an invalid context or a NULL destination. Pixels
+   that no reconstruction has written yet are 0. */
 VRLIB_API int SuperResolution_getSuperresolutionImage(int context, float* destination);
 
 /* Copies the last error text as strncpy does: at most capacity bytes, without a

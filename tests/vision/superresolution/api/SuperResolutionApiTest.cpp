@@ -99,6 +99,27 @@ TEST(SuperResolutionApi, InitTakesTheLowestFreeSlot) {
     for (int handle : {first, second, third}) EXPECT_EQ(SuperResolution_release(handle), 0);
 }
 
+TEST(SuperResolutionApi, InitRejectsUnusableSizesWithoutTakingASlot) {
+    const int max = std::numeric_limits<int>::max();
+    const std::pair<int, int> sizes[] = {{-5, -5}, {64, -1},   {100000, 100000}, {max, 1},
+                                         {0, max}, {32769, 1}, {4097, 4096}};
+    for (const auto& size : sizes) {
+        SCOPED_TRACE(testing::Message() << size.first << " x " << size.second);
+        EXPECT_EQ(SuperResolution_init(size.first, size.second), -1);
+        EXPECT_EQ(lastError(),
+                  "Invalid image size " + std::to_string(size.first) + " x " + std::to_string(size.second) +
+                      ": width and height must lie in 0..32768 and their product must not exceed 16777216.");
+    }
+    // The slot the failures tried is still free, and the largest sides are accepted.
+    const int free = SuperResolution_init(0, 0);
+    ASSERT_GE(free, 0);
+    SuperResolution_release(free);
+    for (const auto& size : {std::make_pair(32768, 1), std::make_pair(1, 32768)}) {
+        Context context(size.first, size.second);
+        EXPECT_EQ(context.handle, free);
+    }
+}
+
 TEST(SuperResolutionApi, InvalidHandlesAnswerContextInvalid) {
     const int released = SuperResolution_init(width, height);
     ASSERT_EQ(SuperResolution_release(released), 0);
@@ -268,6 +289,26 @@ TEST(SuperResolutionApi, RegistrationFailuresKeepThePreviousImage) {
     EXPECT_EQ(after, before);
 }
 
+TEST(SuperResolutionApi, WindowThatNeverRegisteredGivesZeros) {
+    struct Row {
+        int w, h;
+        float contrast;  // 0: flat frames
+    };
+    const Row rows[] = {{width, height, 0.0f}, {2, 2, 10.0f}, {5, 5, 10.0f}, {7, 3, 10.0f}, {1, 100, 10.0f}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.w << " x " << row.h);
+        Context context(row.w, row.h);
+        cv::Mat_<float> frame(row.h, row.w);
+        for (int i = 0; i < 5; ++i) {
+            cv::RNG(i).fill(frame, cv::RNG::UNIFORM, 30.0f, 30.0f + row.contrast);
+            SuperResolution_addImage(context.handle, frame[0]);
+        }
+        std::vector<float> out(4 * row.w * row.h, 1.0f);
+        EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, out.data()), 0);
+        EXPECT_EQ(out, std::vector<float>(out.size(), 0.0f));
+    }
+}
+
 TEST(SuperResolutionApi, UnrepairableDefectAnswersMinus2) {
     Context context;
     auto frames = burst(1);
@@ -282,6 +323,8 @@ TEST(SuperResolutionApi, EngineExceptionAnswersMinus999AndFrameIsNotCounted) {
     broken(cv::Rect(10, 10, 4, 4)) = std::numeric_limits<float>::quiet_NaN();  // 15 hopeless pixels
     EXPECT_EQ(SuperResolution_addImage(context.handle, broken[0]), failure);
     EXPECT_EQ(lastError(), "Too many defect pixels. No processing possible.");
+    // The rejected frame is the engine's only one: nothing to register, and no crash.
+    expectQueryBeforeFifthFrame(context.handle, width, height);
 
     std::vector<float> out = nanImage();
     for (int i = 1; i < 5; ++i) ASSERT_EQ(SuperResolution_addImage(context.handle, frames[i][0]), 0);
@@ -340,7 +383,7 @@ TEST(SuperResolutionApi, LogFileSettingOpensNoDump) {
 TEST(SuperResolutionApi, CameraAndLensChangeTheResult) {
     const auto frames = burst(5);
     std::vector<std::vector<float>> results;
-    for (const char* camera : {"unknown", "k430 FOV 10", "k430"}) {
+    for (const char* camera : {"unknown", "k430 FOV 10", "k430", static_cast<const char*>(nullptr)}) {
         SCOPED_TRACE(camera);
         Context context;
         EXPECT_EQ(SuperResolution_setCameraAndLensType(context.handle, camera), 0);
@@ -350,6 +393,7 @@ TEST(SuperResolutionApi, CameraAndLensChangeTheResult) {
     }
     EXPECT_NE(results[0], results[1]);  // sigma 0.34 instead of 0.683
     EXPECT_EQ(results[0], results[2]);  // no lens: the default sigma
+    EXPECT_EQ(results[0], results[3]);  // NULL: likewise
 }
 
 }  // namespace

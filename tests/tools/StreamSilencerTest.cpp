@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Proprietary
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 #include "TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace {
 
 // Engines on several threads silence stdout with overlapping lifetimes; it must
 // come back only when the last silencer ends, whatever the order.
-TEST(StdoutSilencer, OverlappingSilencersRestoreStdoutAfterTheLast) {
+TEST(StreamSilencer, OverlappingSilencersRestoreStdoutAfterTheLast) {
     TempFolder folder;
     const std::string path = folder / "stdout.txt";
     std::fflush(stdout);
@@ -28,13 +28,13 @@ TEST(StdoutSilencer, OverlappingSilencersRestoreStdoutAfterTheLast) {
     dup2(file, STDOUT_FILENO);
     close(file);
 
-    auto first = std::make_unique<StdoutSilencer>(true);
-    auto second = std::make_unique<StdoutSilencer>(true);
+    auto first = std::make_unique<StreamSilencer>(STDOUT_FILENO, true);
+    auto second = std::make_unique<StreamSilencer>(STDOUT_FILENO, true);
     std::printf("a");
     first.reset();
     std::printf("b");
     second.reset();
-    const StdoutSilencer disabled(false);
+    const StreamSilencer disabled(STDOUT_FILENO, false);
     std::printf("c");
     std::fflush(stdout);
 
