@@ -41,7 +41,8 @@ TEST(QualityMetrics, SsimIsOneForIdenticalAndFallsWithNoise) {
 TEST(QualityMetrics, CompareAlignedFindsWholeAndHalfPixelShifts) {
     const cv::Size size(80, 60);
     const cv::Mat_<float> truth = scene(size);
-    for (const cv::Point2f shift : {cv::Point2f(0, 0), cv::Point2f(2, -1), cv::Point2f(-3, 3), cv::Point2f(1.5, -0.5)}) {
+    for (const cv::Point2f shift :
+         {cv::Point2f(0, 0), cv::Point2f(2, -1), cv::Point2f(-3, 3), cv::Point2f(1.5, -0.5)}) {
         SCOPED_TRACE(testing::Message() << shift);
         const Quality quality = compareAligned(scene(size, shift), truth, 3, 8);
         EXPECT_EQ(quality.shift, shift);

@@ -50,8 +50,8 @@ TEST(SrFloatConvolution, FastOperatorsMatchPlainLoopsOnRandomData) {
     const struct {
         int lowWidth, lowHeight, taps;
         float factor;
-    } geometries[] = {{4, 3, 6, 2.0f}, {37, 11, 6, 2.0f}, {16, 9, 5, 2.0f}, {7, 5, 1, 2.0f},
-                      {10, 6, 9, 3.0f}, {13, 7, 6, 2.0f}, {1, 1, 6, 2.0f}, {1, 3, 6, 2.0f}};
+    } geometries[] = {{4, 3, 6, 2.0f},  {37, 11, 6, 2.0f}, {16, 9, 5, 2.0f}, {7, 5, 1, 2.0f},
+                      {10, 6, 9, 3.0f}, {13, 7, 6, 2.0f},  {1, 1, 6, 2.0f},  {1, 3, 6, 2.0f}};
     std::mt19937 rng(7);
     for (const auto& g : geometries) {
         SCOPED_TRACE(testing::Message() << g.lowWidth << "x" << g.lowHeight << " taps " << g.taps << " f " << g.factor);
