@@ -37,12 +37,8 @@ public:
     double relativeResidual(std::vector<char*> masks) {
         m.computeL();
         m.gradient(m.estimate, static_cast<int>(masks.size()), masks.data(), m.product);
-        double rr = 0.0, bb = 0.0;
-        for (int i = 0; i < m.fullSize; ++i) {
-            rr += (m.rhs[i] - m.product[i]) * static_cast<double>(m.rhs[i] - m.product[i]);
-            bb += m.rhs[i] * static_cast<double>(m.rhs[i]);
-        }
-        return std::sqrt(rr / bb);
+        const cv::Mat_<float> b(1, m.fullSize, m.rhs), product(1, m.fullSize, m.product);
+        return cv::norm(b, product) / cv::norm(b);
     }
     std::vector<float> gradient(const std::vector<float>& x, std::vector<char*> masks) {
         std::vector<float> phasedX(x.size()), phasedOut(x.size()), out(x.size());
