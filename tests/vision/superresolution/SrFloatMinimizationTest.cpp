@@ -189,9 +189,9 @@ TEST(SrFloatMinimization, DataTermIsTheSumOfTheFramesNormalProducts) {
     inspector.setEstimate(randomValues(rng, n));
     inspector.computeL();
     inspector.generatePsfs({{0.3f, -0.1f}, {0.0f, 0.0f}, {-0.45f, 0.35f}, {0.1f, 0.5f}});
-    std::vector<std::vector<char>> maskData;
+    std::vector<std::vector<char>> maskData(frames);
     std::vector<char*> masks;
-    for (int k = 0; k < frames; ++k) masks.push_back(maskData.emplace_back(randomMask(rng, w * h)).data());
+    for (auto& mask : maskData) masks.push_back((mask = randomMask(rng, w * h)).data());
 
     std::vector<float> x = randomValues(rng, n);
     const std::vector<float> withFrames = inspector.gradient(x, masks), tvOnly = inspector.gradient(x, {});
