@@ -224,7 +224,7 @@ TEST(SrFloatRegistration2, KeepsTheIntensityMappingOrRenewsItFromOneFrame) {
     }
 }
 
-TEST(SrFloatRegistration2, InitializeResetsMasksAndTakesTheReferenceGradients) {
+TEST(SrFloatRegistration2, InitializeTakesTheReferenceGradients) {
     const int width = 9, height = 7, numFrames = 4, ref = 2;
     SrFloatRegistration2 registration(width, height, numFrames);
     Inspector inspect(registration);
@@ -233,15 +233,9 @@ TEST(SrFloatRegistration2, InitializeResetsMasksAndTakesTheReferenceGradients) {
         for (int x = 0; x < width; ++x) image(y, x) = static_cast<float>(x * x + 3 * y * y);
     inspect.blurred(ref) = image;
 
-    // One mask more than the window: initialize touches the window's slots only.
-    std::vector<std::vector<char>> masks(numFrames + 1, std::vector<char>(width * height, 5));
-    std::vector<char*> maskPtrs;
-    for (auto& mask : masks) maskPtrs.push_back(mask.data());
+    std::vector<char> mask(width * height);
+    std::vector<char*> maskPtrs(numFrames, mask.data());  // masks are checked with the registrations below
     inspect.initialize(maskPtrs.data(), ref);
-    for (int k = 0; k <= numFrames; ++k) {
-        const char expected = k == ref ? 1 : k == numFrames ? 5 : 0;
-        EXPECT_EQ(std::count(masks[k].begin(), masks[k].end(), expected), width * height) << k;
-    }
 
     double xx = 0.0, xy = 0.0, yy = 0.0;
     for (int y = 0; y < height; ++y) {
