@@ -26,11 +26,7 @@ TEST(ReconstructionSettings, OnlyTheCInterfaceDefaultsAvoidTheEngine) {
 }
 
 TEST(Outcome, DescribesEachResultInWords) {
-    struct Case {
-        Outcome outcome;
-        std::string start;
-    };
-    const Case cases[] = {
+    const std::pair<Outcome, std::string> rows[] = {
         {{false, 0, -1.0f}, ""},
         {{true, 0, -1.0f}, ""},
         {{true, 0, 1.9649f}, "quality figure 1.96 (2.00: every frame usable at every pixel"},
@@ -39,11 +35,11 @@ TEST(Outcome, DescribesEachResultInWords) {
         {{false, -2, -1.0f}, "warning: a frame has defective pixels"},
         {{false, -4, -1.0f}, "warning: a frame has almost no contrast"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.start);
-        const std::string text = c.outcome.describe();
-        EXPECT_EQ(text.substr(0, c.start.size()), c.start);
-        EXPECT_EQ(text.empty(), c.start.empty());
+    for (const auto& [outcome, start] : rows) {
+        SCOPED_TRACE(start);
+        const std::string text = outcome.describe();
+        EXPECT_EQ(text.substr(0, start.size()), start);
+        EXPECT_EQ(text.empty(), start.empty());
     }
 }
 

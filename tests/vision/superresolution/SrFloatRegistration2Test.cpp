@@ -9,13 +9,10 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace vorel {
@@ -27,15 +24,9 @@ public:
     explicit SrFloatRegistration2Inspector(SrFloatRegistration2& registration) : r(registration) {}
 
     int numPrepared() const { return r.slots.count(); }
-    int flowWinSize() const { return r.flowWinSize; }
-    float rangeMin() const { return r.rangeMin; }
-    float rangeMax() const { return r.rangeMax; }
-    float scale() const { return r.scale; }
-    float offset() const { return r.offset; }
+    cv::Vec2f range() const { return {r.rangeMin, r.rangeMax}; }
     cv::Mat_<float>& blurred(int slot) { return r.blurredFrames[slot]; }
     std::vector<cv::Mat>& pyramid(int slot) { return r.pyramids[slot]; }
-    std::size_t slots() const { return r.blurredFrames.size(); }
-    std::size_t pyramidSlots() const { return r.pyramids.size(); }
     const float* gradX() const { return r.gradX; }
     const float* gradY() const { return r.gradY; }
     const float* errImage() const { return r.errImage; }
@@ -62,55 +53,41 @@ using Inspector = SrFloatRegistration2Inspector;
 using Window = test::RegistrationWindow;
 
 // A smooth random texture that can be sampled anywhere: a sum of plane waves with
-// wavelengths from 8 to 40 pixels, around a thermal-like level of 30.
+// wavelengths from `shortest` to `longest` pixels, around a thermal-like level of 30.
 class Scene {
 public:
     explicit Scene(std::uint64_t seed, double shortest = 8.0, double longest = 40.0) {
         cv::RNG rng(seed);
         for (int i = 0; i < 24; ++i) {
-            const double wavelength = rng.uniform(shortest, longest);
-            const double angle = rng.uniform(0.0, CV_PI);
-            const double k = 2.0 * CV_PI / wavelength;
+            const double k = 2.0 * CV_PI / rng.uniform(shortest, longest), angle = rng.uniform(0.0, CV_PI);
             waves.push_back(
                 {rng.uniform(0.3, 1.0), k * std::cos(angle), k * std::sin(angle), rng.uniform(0.0, 2 * CV_PI)});
         }
     }
 
-    double at(double x, double y) const {
-        double value = 30.0;
-        for (const Wave& w : waves) value += w.amplitude * std::cos(w.kx * x + w.ky * y + w.phase);
-        return value;
-    }
-
     // The frame in which the scene sits `shift` further along x and y than in the reference.
     std::vector<float> frame(int width, int height, cv::Point2d shift) const {
         std::vector<float> pixels(static_cast<std::size_t>(width) * height);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x) pixels[y * width + x] = static_cast<float>(at(x - shift.x, y - shift.y));
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                double value = 30.0;
+                for (const cv::Vec4d& w : waves)
+                    value += w[0] * std::cos(w[1] * (x - shift.x) + w[2] * (y - shift.y) + w[3]);
+                pixels[y * width + x] = static_cast<float>(value);
+            }
+        }
         return pixels;
     }
 
 private:
-    struct Wave {
-        double amplitude, kx, ky, phase;
-    };
-    std::vector<Wave> waves;
+    std::vector<cv::Vec4d> waves;  // amplitude, kx, ky, phase
 };
 
-// A window of frames of `scene` moved by `truth`, prepared in order; the noise is a
-// fraction of each frame's range.
+// A window of frames of `scene` moved by `truth`, prepared in order.
 Window burst(SrFloatRegistration2& registration, const Scene& scene, int width, int height,
-             const std::vector<cv::Point2d>& truth, double noise = 0.0, std::uint64_t seed = 1) {
+             const std::vector<cv::Point2d>& truth) {
     Window window(width, height, static_cast<int>(truth.size()));
-    for (int k = 0; k < window.n; ++k) {
-        std::vector<float> pixels = scene.frame(width, height, truth[k]);
-        const auto range = std::minmax_element(pixels.begin(), pixels.end());
-        cv::RNG rng(seed * 100 + k);
-        const double sigma = noise * (*range.second - *range.first);
-        if (noise > 0.0)
-            for (float& p : pixels) p += static_cast<float>(rng.gaussian(sigma));
-        window.add(registration, k, std::move(pixels));
-    }
+    for (int k = 0; k < window.n; ++k) window.add(registration, k, scene.frame(width, height, truth[k]));
     return window;
 }
 
@@ -130,44 +107,18 @@ void expectLinearMove(const std::vector<float>& in, const std::vector<float>& mo
     const cv::Point_<float> whole = rounded(shift);
     const long offset = static_cast<long>(whole.y) * width + static_cast<long>(whole.x);
     const long size = static_cast<long>(in.size());
-    for (long i = 0; i < size; ++i) {
-        const float expected = (i + offset >= 0 && i + offset < size) ? in[i + offset] : 0.0f;
-        ASSERT_EQ(moved[i], expected) << "at " << i;
-    }
-}
-
-TEST(SrFloatRegistration2, StartsWithItsDefaultsAndSettersStoreAnyValue) {
-    SrFloatRegistration2 registration(32, 24, 4);
-    Inspector inspect(registration);
-    const auto settings = [&] {
-        return std::make_tuple(registration.getRegError(), registration.getBlurRadius(),
-                               registration.getRegErrBlurRadius());
-    };
-    EXPECT_EQ(settings(), std::make_tuple(0.0001f, 5, 3));
-    EXPECT_EQ(inspect.flowWinSize(), 21);
-    EXPECT_EQ(inspect.numPrepared(), 0);
-    EXPECT_EQ(inspect.rangeMin(), FLT_MAX);
-    EXPECT_EQ(inspect.rangeMax(), -FLT_MAX);
-    EXPECT_EQ(inspect.slots(), 4u);
-    EXPECT_EQ(inspect.pyramidSlots(), 4u);
-    std::vector<cv::Point_<float>> complete(3);
-    registration.getCompleteShifts(complete);
-    EXPECT_TRUE(complete.empty());
-
-    registration.setBlurRadius(-2);
-    registration.setRegErrBlurRadius(0);
-    registration.setRegError(-1.5f);
-    EXPECT_EQ(settings(), std::make_tuple(-1.5f, -2, 0));
+    for (long i = 0; i < size; ++i)
+        ASSERT_EQ(moved[i], (i + offset >= 0 && i + offset < size) ? in[i + offset] : 0.0f) << "at " << i;
 }
 
 // The response to an impulse is the kernel itself: its support gives the size and the
 // ratio of neighbouring taps exp(-1 / (2 sigma^2)) the width, sigma^2 = 3 r^2 / 25.
 TEST(SrFloatRegistration2, SmoothsWithTheRadiusKernelAndSigma) {
-    for (const int radius : {5, 2, 7}) {
+    for (const int radius : {5, 2}) {  // 5 is the default
         SCOPED_TRACE(radius);
         const int size = 41, centre = 20;
         SrFloatRegistration2 registration(size, size, 1);
-        registration.setBlurRadius(radius);
+        if (radius != 5) registration.setBlurRadius(radius);
         std::vector<float> impulse(size * size, 0.0f);
         impulse[centre * size + centre] = 1000.0f;
         registration.prepareFrame(impulse.data());
@@ -206,61 +157,41 @@ TEST(SrFloatRegistration2, FillsSlotsThenRotatesTheOldestOut) {
 
     // Slot i now holds frame i + 1: compare with the smoothing of that frame alone.
     for (int slot = 0; slot < 5; ++slot) {
-        SCOPED_TRACE(slot);
         SrFloatRegistration2 alone(width, height, 1);
         alone.prepareFrame(frames[slot + 1].data());
-        EXPECT_EQ(cv::norm(inspect.blurred(slot), Inspector(alone).blurred(0), cv::NORM_INF), 0.0);
+        EXPECT_EQ(cv::norm(inspect.blurred(slot), Inspector(alone).blurred(0), cv::NORM_INF), 0.0) << slot;
     }
-}
-
-// Two flat halves: far from the seam the smoothed frame takes exactly these values.
-std::vector<float> halves(int width, int height, float left, float right) {
-    std::vector<float> pixels(width * height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) pixels[y * width + x] = x < width / 2 ? left : right;
-    return pixels;
 }
 
 TEST(SrFloatRegistration2, KeepsTheIntensityMappingOrRenewsItFromOneFrame) {
     const int width = 64, height = 48;
     SrFloatRegistration2 registration(width, height, 3);
     Inspector inspect(registration);
-    struct Row {
-        float low, high;           // the frame's smoothed range
+    const struct {
+        float low, high;           // two flat halves: far from the seam the smoothed frame keeps them
         float rangeMin, rangeMax;  // the mapping afterwards
         uchar lowByte, highByte;   // the 8-bit values of the two halves
-    };
-    const Row rows[] = {
-        {100.0f, 200.0f, 90.0f, 210.0f, 21, 234},  // first frame: (100 - 90) * 2.125 = 21.25
+    } rows[] = {
+        {100.0f, 200.0f, 90.0f, 210.0f, 21, 234},  // first frame: (100 - 90) * 255 / 120 = 21.25
         {95.0f, 205.0f, 90.0f, 210.0f, 11, 244},   // fits: kept
         {80.0f, 150.0f, 73.0f, 157.0f, 21, 234},   // below: renewed, the top moves inwards
     };
     for (int k = 0; k < 3; ++k) {
-        const Row& row = rows[k];
         SCOPED_TRACE(k);
-        std::vector<float> frame = halves(width, height, row.low, row.high);
+        std::vector<float> frame(width * height);
+        for (int i = 0; i < width * height; ++i) frame[i] = i % width < width / 2 ? rows[k].low : rows[k].high;
         registration.prepareFrame(frame.data());
-        EXPECT_NEAR(inspect.rangeMin(), row.rangeMin, 1e-3);
-        EXPECT_NEAR(inspect.rangeMax(), row.rangeMax, 1e-3);
-        EXPECT_NEAR(inspect.offset(), -row.rangeMin, 1e-3);
-        EXPECT_NEAR(inspect.scale(), 255.0 / (row.rangeMax - row.rangeMin), 1e-5);
+        EXPECT_NEAR(inspect.range()[0], rows[k].rangeMin, 1e-3);
+        EXPECT_NEAR(inspect.range()[1], rows[k].rangeMax, 1e-3);
 
-        // Base of the pyramid: the 8-bit frame inside a border of the tracking window.
+        // The base of the pyramid is the 8-bit frame.
         const std::vector<cv::Mat>& pyramid = inspect.pyramid(k);
-        ASSERT_EQ(pyramid.size(), 4u);  // 64 x 48 and 32 x 24, each with its derivatives
-        EXPECT_EQ(pyramid[0].type(), CV_8UC1);
-        EXPECT_EQ(pyramid[1].type(), CV_16SC2);
-        EXPECT_EQ(pyramid[2].size(), cv::Size(32, 24));
-        cv::Size whole;
-        cv::Point offset;
-        pyramid[0].locateROI(whole, offset);
-        EXPECT_EQ(offset, cv::Point(21, 21));
-        EXPECT_EQ(pyramid[0].at<uchar>(20, 5), row.lowByte);
-        EXPECT_EQ(pyramid[0].at<uchar>(20, width - 6), row.highByte);
+        EXPECT_EQ(pyramid[0].at<uchar>(20, 5), rows[k].lowByte);
+        EXPECT_EQ(pyramid[0].at<uchar>(20, width - 6), rows[k].highByte);
     }
 }
 
-TEST(SrFloatRegistration2, InitializeResetsMasksAndTakesTheReferenceGradients) {
+TEST(SrFloatRegistration2, InitializeTakesTheReferenceGradients) {
     const int width = 9, height = 7, numFrames = 4, ref = 2;
     SrFloatRegistration2 registration(width, height, numFrames);
     Inspector inspect(registration);
@@ -269,13 +200,9 @@ TEST(SrFloatRegistration2, InitializeResetsMasksAndTakesTheReferenceGradients) {
         for (int x = 0; x < width; ++x) image(y, x) = static_cast<float>(x * x + 3 * y * y);
     inspect.blurred(ref) = image;
 
-    // One mask more than the window: initialize touches the window's slots only.
-    Window buffers(width, height, numFrames + 1);
-    inspect.initialize(buffers.maskPtrs.data(), ref);
-    for (int k = 0; k <= numFrames; ++k) {
-        const char expected = k == ref ? 1 : k == numFrames ? 5 : 0;
-        EXPECT_EQ(std::count(buffers.masks[k].begin(), buffers.masks[k].end(), expected), width * height) << k;
-    }
+    std::vector<char> mask(width * height);
+    std::vector<char*> maskPtrs(numFrames, mask.data());  // masks are checked with the registrations below
+    inspect.initialize(maskPtrs.data(), ref);
 
     double xx = 0.0, xy = 0.0, yy = 0.0;
     for (int y = 0; y < height; ++y) {
@@ -290,50 +217,39 @@ TEST(SrFloatRegistration2, InitializeResetsMasksAndTakesTheReferenceGradients) {
             yy += gy * gy;
         }
     }
-    const cv::Vec3f sums(static_cast<float>(xx), static_cast<float>(xy), static_cast<float>(yy));
-    EXPECT_EQ(inspect.structureSums(), cv::Vec3d(sums));
+    EXPECT_EQ(inspect.structureSums(), cv::Vec3d(cv::Vec3f(xx, xy, yy)));
 }
-
-// Reference and frame set directly as smoothed images, so that the step sees them unchanged.
-struct FlowCase {
-    int width = 64, height = 48;
-    SrFloatRegistration2 registration{width, height, 2};
-    Inspector inspect{registration};
-    std::vector<std::vector<char>> masks{2, std::vector<char>(width* height, 5)};
-    char* maskPtrs[2] = {masks[0].data(), masks[1].data()};
-
-    FlowCase(const Scene& scene, cv::Point2d shift) {
-        inspect.blurred(0) = cv::Mat_<float>(height, width, scene.frame(width, height, {0.0, 0.0}).data()).clone();
-        inspect.blurred(1) = cv::Mat_<float>(height, width, scene.frame(width, height, shift).data()).clone();
-        inspect.initialize(maskPtrs, 0);
-    }
-
-    bool inOverlap(int x, int y, cv::Point_<int> move) const { return vision::inOverlap(x, y, width, height, move); }
-};
 
 // The overlap's structure sums come from the whole frame minus the uncovered bands; a
 // direct sum over the overlap must give the same step. An exactly moved frame leaves no
 // error in the overlap, and the band's error, spread by the filter, never fills its window.
 TEST(SrFloatRegistration2, OpticalFlowSolvesTheOverlapLeastSquaresStep) {
+    const int width = 64, height = 48;
+    const Scene scene(9);
     const cv::Point_<int> coarses[] = {{2, -1}, {0, 0}, {3, 2}, {-3, 2}, {3, -2}, {-3, -2}, {0, -4}, {5, 0}};
     for (const cv::Point_<int> coarse : coarses) {
         const bool exact = coarse == cv::Point_<int>(2, -1);
         SCOPED_TRACE(testing::Message() << coarse << (exact ? " exact" : ""));
         const cv::Point2d truth = exact ? cv::Point2d(coarse) : cv::Point2d(coarse.x + 0.3, coarse.y - 0.2);
-        FlowCase flow(Scene(9), truth);
-        const cv::Point_<float> shift = flow.inspect.opticalFlow(0, 1, coarse, flow.maskPtrs[1]);
-        const cv::Mat_<float>& reference = flow.inspect.blurred(0);
-        const cv::Mat_<float>& frame = flow.inspect.blurred(1);
-        const float* gradX = flow.inspect.gradX();
-        const float* gradY = flow.inspect.gradY();
+        // Reference and frame set directly as smoothed images, so that the step sees them unchanged.
+        SrFloatRegistration2 registration(width, height, 2);
+        Inspector inspect(registration);
+        inspect.blurred(0) = cv::Mat_<float>(scene.frame(width, height, {0.0, 0.0}), true).reshape(1, height);
+        inspect.blurred(1) = cv::Mat_<float>(scene.frame(width, height, truth), true).reshape(1, height);
+        std::vector<char> mask0(width * height, 5), mask(width * height, 5);
+        char* maskPtrs[] = {mask0.data(), mask.data()};
+        inspect.initialize(maskPtrs, 0);
+        const cv::Point_<float> shift = inspect.opticalFlow(0, 1, coarse, mask.data());
+
+        const float *gradX = inspect.gradX(), *gradY = inspect.gradY();
         const auto difference = [&](int x, int y) {
-            return static_cast<double>(frame(y + coarse.y, x + coarse.x)) - reference(y, x);
+            return static_cast<double>(inspect.blurred(1)(y + coarse.y, x + coarse.x)) - inspect.blurred(0)(y, x);
         };
         double a = 0.0, b = 0.0, c = 0.0, p = 0.0, q = 0.0;
-        for (int y = 0; y < flow.height; ++y) {
-            for (int x = 0; x < flow.width; ++x) {
-                if (!flow.inOverlap(x, y, coarse)) continue;
-                const double gx = gradX[y * flow.width + x], gy = gradY[y * flow.width + x], d = difference(x, y);
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                if (!inOverlap(x, y, width, height, coarse)) continue;
+                const double gx = gradX[y * width + x], gy = gradY[y * width + x], d = difference(x, y);
                 a += gx * gx;
                 b += gx * gy;
                 c += gy * gy;
@@ -341,8 +257,7 @@ TEST(SrFloatRegistration2, OpticalFlowSolvesTheOverlapLeastSquaresStep) {
                 q += gy * d;
             }
         }
-        const double u = (b * q - c * p) / (c * a - b * b);
-        const double v = (b * p - a * q) / (c * a - b * b);
+        const double u = (b * q - c * p) / (c * a - b * b), v = (b * p - a * q) / (c * a - b * b);
         EXPECT_NEAR(shift.x, coarse.x + u, 1e-4);
         EXPECT_NEAR(shift.y, coarse.y + v, 1e-4);
         EXPECT_NEAR(shift.x, truth.x, 0.05);
@@ -353,35 +268,35 @@ TEST(SrFloatRegistration2, OpticalFlowSolvesTheOverlapLeastSquaresStep) {
 
         // Mask bytes outside the overlap of the rounded shift stay as initialize left them.
         const cv::Point_<int> whole(rounded(shift));
-        const float regError = flow.registration.getRegError();
-        for (int y = 0; y < flow.height; ++y) {
-            for (int x = 0; x < flow.width; ++x) {
-                const int i = y * flow.width + x;
-                if (!flow.inOverlap(x, y, coarse)) {
-                    ASSERT_EQ(flow.inspect.errImage()[i], regError) << x << "," << y;
+        const float regError = registration.getRegError();
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const int i = y * width + x;
+                if (!inOverlap(x, y, width, height, coarse)) {
+                    ASSERT_EQ(inspect.errImage()[i], regError) << x << "," << y;
                 } else {
                     const double residual = gradX[i] * u + gradY[i] * v + difference(x, y);
-                    ASSERT_NEAR(flow.inspect.errImage()[i], residual * residual / (a + c), 1e-9) << x << "," << y;
+                    ASSERT_NEAR(inspect.errImage()[i], residual * residual / (a + c), 1e-9) << x << "," << y;
                 }
-                if (exact || !flow.inOverlap(x, y, whole)) {
-                    ASSERT_EQ(flow.masks[1][i], flow.inOverlap(x, y, whole) ? 1 : 0) << x << "," << y;
+                const bool inside = inOverlap(x, y, width, height, whole);
+                if (exact || !inside) {
+                    ASSERT_EQ(mask[i], inside ? 1 : 0) << x << "," << y;
                 }
             }
         }
         if (exact) {  // the filter's window is cut at the corner: 4 of its 16 samples lie in the top band
-            EXPECT_NEAR(flow.inspect.errBlurred()[0], regError / 4.0f, 1e-9);
-            EXPECT_NEAR(flow.inspect.errBlurred()[3 * flow.width + 30], regError / 7.0f, 1e-9);
+            EXPECT_NEAR(inspect.errBlurred()[0], regError / 4.0f, 1e-9);
+            EXPECT_NEAR(inspect.errBlurred()[3 * width + 30], regError / 7.0f, 1e-9);
         }
     }
 }
 
 TEST(SrFloatRegistration2, CornerMovesGiveAMedianGatedMeanRoundedHalfUp) {
-    struct Row {
+    const struct {
         const char* name;
         std::vector<cv::Point_<float>> moves;
         cv::Point_<int> expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"outlier rejected", {{1.2f, 0.1f}, {1.3f, 0.1f}, {1.4f, 0.1f}, {5.0f, 0.1f}}, {1, 0}},
         {"upper middle of an even count", {{0.0f, 0.0f}, {0.0f, 0.0f}, {3.5f, 0.0f}, {3.5f, 0.0f}}, {4, 0}},
         {"gate is strict", {{0.0f, 0.0f}, {2.0f, 0.0f}, {2.0f, 0.0f}}, {2, 0}},
@@ -389,10 +304,7 @@ TEST(SrFloatRegistration2, CornerMovesGiveAMedianGatedMeanRoundedHalfUp) {
         {"half rounds up", {{-0.5f, 0.5f}}, {0, 1}},
         {"negative halves round up", {{-2.75f, -1.25f}, {-2.25f, -1.75f}, {-9.0f, -1.5f}}, {-2, -1}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(Inspector::medianGatedShift(row.moves), row.expected);
-    }
+    for (const auto& row : rows) EXPECT_EQ(Inspector::medianGatedShift(row.moves), row.expected) << row.name;
 }
 
 TEST(SrFloatRegistration2, ShiftFrameMovesLinearlyAndKeepsTheRemainder) {
@@ -459,58 +371,44 @@ void expectRegistered(SrFloatRegistration2& registration, const Window& window, 
 
 TEST(SrFloatRegistration2, RegistersKnownTranslations) {
     const int width = 160, height = 120;
-    struct Row {
-        const char* name;
-        int ref;
-        double noise;
-        std::vector<cv::Point2d> truth;
-    };
     const std::vector<cv::Point2d> whole = {{-3, 2}, {2, -1}, {0, 0}, {4, 3}, {-1, -4}};
     const std::vector<cv::Point2d> fractional = {{-2.3, 1.6}, {0.5, -0.5}, {0.4, 0.2}, {3.75, -2.45}, {-1.1, 3.3}};
-    const Row rows[] = {
-        {"whole pixels", 2, 0.0, whole},
-        {"whole pixels, noise", 2, 0.001, whole},
-        {"sub-pixel", 2, 0.0, fractional},
-        {"sub-pixel, noise", 2, 0.001, fractional},
-        {"sub-pixel, reference first", 0, 0.001, fractional},
-        {"sub-pixel, reference last", 4, 0.001, fractional},
-    };
-    for (const Row& row : rows) {
+    const struct {
+        const char* name;
+        int ref;
+        const std::vector<cv::Point2d>& truth;
+    } rows[] = {{"whole pixels", 2, whole},
+                {"sub-pixel", 2, fractional},
+                {"sub-pixel, reference first", 0, fractional},
+                {"sub-pixel, reference last", 4, fractional}};
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         SrFloatRegistration2 registration(width, height, 5);
-        Window window = burst(registration, Scene(21), width, height, row.truth, row.noise, 3);
+        Window window = burst(registration, Scene(21), width, height, row.truth);
         ASSERT_EQ(window.run(registration, row.ref), 0);
         expectRegistered(registration, window, row.ref, row.truth, 0.06);
     }
-}
-
-// Stripes along x: smoothing keeps every row identical, so there is no corner at all.
-std::vector<float> stripes(int width, int height) {
-    std::vector<float> pixels(width * height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) pixels[y * width + x] = 30.0f + 5.0f * std::sin(x * 0.3f);
-    return pixels;
 }
 
 TEST(SrFloatRegistration2, ReferenceWithoutCornersAnswersMinusNineAndKeepsTheLastResults) {
     const int width = 96, height = 72, n = 4;
     const Scene scene(4);
     const std::vector<cv::Point2d> truth = {{0, 0}, {1.5, -0.5}, {-2.2, 0.7}, {0.6, 2.1}};
+    // Stripes along x: smoothing keeps every row identical, so there is no corner at all.
+    std::vector<float> stripes(width * height);
+    for (int i = 0; i < width * height; ++i) stripes[i] = 30.0f + 5.0f * std::sin((i % width) * 0.3f);
     for (const int ref : {0, 2}) {
         SCOPED_TRACE(testing::Message() << "reference " << ref);
         SrFloatRegistration2 registration(width, height, n);
-        Window first = burst(registration, scene, width, height, truth);
-        ASSERT_EQ(first.run(registration, 0), 0);
-        std::vector<cv::Point_<float>> before;
+        ASSERT_EQ(burst(registration, scene, width, height, truth).run(registration, 0), 0);
+        std::vector<cv::Point_<float>> before, after;
         registration.getCompleteShifts(before);
         const std::vector<cv::Point_<float>> flowBefore = Inspector(registration).flowShifts();
 
         Window window(width, height, n);
         for (int k = 0; k < n; ++k)
-            window.add(registration, k, k == ref ? stripes(width, height) : scene.frame(width, height, truth[k]));
+            window.add(registration, k, k == ref ? stripes : scene.frame(width, height, truth[k]));
         EXPECT_EQ(window.run(registration, ref), -9);
-
-        std::vector<cv::Point_<float>> after;
         registration.getCompleteShifts(after);
         EXPECT_EQ(after, before);
         EXPECT_EQ(Inspector(registration).flowShifts(), flowBefore);
@@ -528,17 +426,13 @@ TEST(SrFloatRegistration2, TooLargeDisplacementThrowsAfterMovingTheEarlierFrames
     // A short frame keeps the limit (height / 2 = 24) within reach of the tracker; long
     // waves let it follow such moves.
     const int width = 320, height = 48;
-    struct Row {
-        cv::Point2d far;
-        bool throws;
-    };
-    const Row rows[] = {{{22.6, 0.2}, false}, {{25.3, 0.2}, true}, {{0.3, 24.4}, true}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.far);
-        const std::vector<cv::Point2d> truth = {{0, 0}, {1.3, -0.6}, row.far, {-2.2, 0.4}};
+    const std::pair<cv::Point2d, bool> rows[] = {{{22.6, 0.2}, false}, {{25.3, 0.2}, true}, {{0.3, 24.4}, true}};
+    for (const auto& [far, throws] : rows) {
+        SCOPED_TRACE(testing::Message() << far);
+        const std::vector<cv::Point2d> truth = {{0, 0}, {1.3, -0.6}, far, {-2.2, 0.4}};
         SrFloatRegistration2 registration(width, height, 4);
         Window window = burst(registration, Scene(77, 40.0, 100.0), width, height, truth);
-        if (!row.throws) {
+        if (!throws) {
             ASSERT_EQ(window.run(registration, 0), 0);
             expectRegistered(registration, window, 0, truth, 0.1);
             continue;
@@ -558,8 +452,8 @@ TEST(SrFloatRegistration2, TooLargeDisplacementThrowsAfterMovingTheEarlierFrames
         ASSERT_EQ(complete.size(), 4u);
         EXPECT_EQ(complete[0], cv::Point_<float>(0, 0));
         EXPECT_NEAR(complete[1].x, 1.3, 0.1);
-        EXPECT_NEAR(complete[2].x, row.far.x, 0.25);  // the error grows with the move
-        EXPECT_NEAR(complete[2].y, row.far.y, 0.25);
+        EXPECT_NEAR(complete[2].x, far.x, 0.25);  // the error grows with the move
+        EXPECT_NEAR(complete[2].y, far.y, 0.25);
         EXPECT_EQ(complete[3], cv::Point_<float>(0, 0));  // not reached
         // Frames before the offending one are moved and hold remainders; it and later
         // ones are plain copies and keep their full shifts.
@@ -587,6 +481,8 @@ TEST(SrFloatRegistration2, CopiesAreDeepAndKeepTrackingAfterTheOriginalIsGone) {
     EXPECT_NE(Inspector(copied).blurred(0).data, Inspector(*original).blurred(0).data);
     EXPECT_NE(Inspector(copied).pyramid(3)[0].data, Inspector(*original).pyramid(3)[0].data);
     EXPECT_NE(Inspector(assigned).gradX(), Inspector(*original).gradX());
+    for (SrFloatRegistration2* copy : {&copied, &assigned})
+        EXPECT_EQ(Inspector(*copy).range(), Inspector(*original).range());
     original.reset();
 
     const std::vector<float> newest = scene.frame(width, height, {1.1, 2.6});
@@ -615,39 +511,6 @@ TEST(SrFloatRegistration2, CopiesAreDeepAndKeepTrackingAfterTheOriginalIsGone) {
         EXPECT_NEAR(complete[3].y, 2.6, 0.06);
         if (reference.empty()) reference = complete;
         EXPECT_EQ(complete, reference);
-    }
-}
-
-// Prints the RMS error of the complete shifts over many random sub-pixel moves.
-TEST(SrFloatRegistration2, AccuracyOfSubPixelShifts) {
-    const int width = 160, height = 120, n = 5, ref = 2, trials = 8;
-    // Measured: about 0.017 pixel with and without noise; the error grows with the
-    // whole shift (the smoothing's border differs between the frames).
-    const double bound = 0.05;
-    for (const double noise : {0.0, 0.001}) {
-        double squares = 0.0;
-        int count = 0;
-        cv::RNG rng(42);
-        for (int trial = 0; trial < trials; ++trial) {
-            std::vector<cv::Point2d> truth(n);
-            for (int k = 0; k < n; ++k)
-                if (k != ref) truth[k] = cv::Point2d(rng.uniform(-4.0, 4.0), rng.uniform(-4.0, 4.0));
-            SrFloatRegistration2 registration(width, height, n);
-            Window window = burst(registration, Scene(1000 + trial), width, height, truth, noise, trial);
-            ASSERT_EQ(window.run(registration, ref), 0);
-            std::vector<cv::Point_<float>> complete;
-            registration.getCompleteShifts(complete);
-            for (int k = 0; k < n; ++k) {
-                ASSERT_TRUE(std::isfinite(complete[k].x) && std::isfinite(complete[k].y));
-                const double dx = complete[k].x - truth[k].x, dy = complete[k].y - truth[k].y;
-                squares += dx * dx + dy * dy;
-                count += k == ref ? 0 : 2;
-            }
-        }
-        const double rms = std::sqrt(squares / count);
-        std::cout << "RMS shift error, noise " << noise * 100.0 << " % of the range: " << rms << " pixel\n";
-        RecordProperty(noise > 0.0 ? "rms_noisy" : "rms_clean", std::to_string(rms));
-        EXPECT_LT(rms, bound);
     }
 }
 

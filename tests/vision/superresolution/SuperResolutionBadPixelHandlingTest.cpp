@@ -11,26 +11,12 @@
 #include <cstring>
 #include <limits>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace vorel {
 namespace vision {
 
-class SuperResolutionBadPixelHandlingInspector {
-public:
-    static bool replacement(const SuperResolutionBadPixelHandling& handling, const cv::Mat_<float>& image, int x, int y,
-                            float& value) {
-        return handling.getReplacementValue_(image, x, y, value);
-    }
-    static float lowerLimit(const SuperResolutionBadPixelHandling& handling) { return handling.lowerLimit; }
-    static float upperLimit(const SuperResolutionBadPixelHandling& handling) { return handling.upperLimit; }
-    static bool dataIsNUC(const SuperResolutionBadPixelHandling& handling) { return handling.dataIsNUC; }
-};
-
 namespace {
-
-using Inspector = SuperResolutionBadPixelHandlingInspector;
 
 float fromBits(std::uint32_t bits) {
     float value;
@@ -90,46 +76,28 @@ void expectThrows(Call call, const char* message, const char* function) {
 }
 
 TEST(SuperResolutionBadPixelHandling, DataIsNUCSwitchesTheLimits) {
-    SuperResolutionBadPixelHandling handling(5);
-    const auto limits = [&] {
-        return std::make_tuple(Inspector::lowerLimit(handling), Inspector::upperLimit(handling),
-                               Inspector::dataIsNUC(handling));
-    };
-    EXPECT_EQ(limits(), std::make_tuple(-274.0f, 5000.0f, false));
-    cv::Mat_<float> frame = ramp(6, 5);
-    frame(2, 2) = 6000.0f;
-    frame(2, 3) = -300.0f;
-    frame(3, 2) = -40000.0f;
-    for (const bool nuc : {true, false}) {
-        SCOPED_TRACE(nuc);
+    const struct {
+        float value;
+        unsigned char celsius, nuc;  // defect codes
+    } rows[] = {{5000.0f, 0, 0},  {5000.5f, 5, 0},  {-274.0f, 0, 0},   {-274.5f, 4, 0},
+                {32767.0f, 5, 0}, {32768.0f, 5, 5}, {-32768.0f, 4, 0}, {-32769.0f, 4, 4}};
+    SuperResolutionBadPixelHandling handling(1);
+    for (const bool nuc : {false, true, false}) {
         handling.setDataIsNUC(nuc);
-        EXPECT_EQ(limits(),
-                  nuc ? std::make_tuple(-32768.0f, 32767.0f, true) : std::make_tuple(-274.0f, 5000.0f, false));
-        cv::Mat_<float> copy = frame.clone();
-        EXPECT_EQ(handling.detectAndReplaceBadPixel(copy), nuc ? 0 : -2);  // (2, 2) lost two neighbours
-        const cv::Mat_<unsigned char>& map = handling.getDefectMaps().back();
-        EXPECT_EQ(map(2, 2), nuc ? 0 : 5);
-        EXPECT_EQ(map(2, 3), nuc ? 0 : 4);
-        EXPECT_EQ(map(3, 2), 4);
-        if (nuc) {
-            EXPECT_EQ(copy(2, 2), 6000.0f);
-            EXPECT_EQ(copy(2, 3), -300.0f);
+        for (const auto& row : rows) {
+            SCOPED_TRACE(testing::Message() << row.value << (nuc ? " NUC" : ""));
+            cv::Mat_<float> frame = ramp(5, 4);
+            frame(2, 2) = row.value;
+            EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
+            EXPECT_EQ(handling.getDefectMaps().back()(2, 2), nuc ? row.nuc : row.celsius);
         }
     }
 }
 
 TEST(SuperResolutionBadPixelHandling, MinMaxSkipsInvalidPixelsAndKeepsTheFirstExtreme) {
     SuperResolutionBadPixelHandling handling(1);
-    cv::Mat_<float> image(3, 4, 7.0f);
-    image(0, 1) = 2.0f;
-    image(2, 3) = 2.0f;  // a later equal minimum does not move the location
-    image(1, 2) = 9.0f;
-    image(1, 0) = 9.0f;
-    image(0, 0) = fromBits(129);
-    image(0, 2) = kNaN;
-    image(0, 3) = 6000.0f;
-    image(2, 0) = -kInf;
-    image(2, 1) = -300.0f;
+    // A later equal minimum at (3, 2) or maximum at (2, 1) does not move the location.
+    cv::Mat_<float> image = (cv::Mat_<float>(3, 4) << fromBits(129), 2, kNaN, 6000, 9, 7, 9, 7, -kInf, -300, 7, 2);
     float minVal = 0.0f, maxVal = 0.0f;
     cv::Point minLoc, maxLoc;
     handling.getMinMaxVal(image, minVal, maxVal, &minLoc, &maxLoc);
@@ -143,35 +111,6 @@ TEST(SuperResolutionBadPixelHandling, MinMaxSkipsInvalidPixelsAndKeepsTheFirstEx
     handling.getMinMaxVal(invalid, minVal, maxVal);
     EXPECT_EQ(minVal, 5000.0f);
     EXPECT_EQ(maxVal, -274.0f);
-}
-
-TEST(SuperResolutionBadPixelHandling, ReplacementNeedsAllNeighboursInsideAndThreeOnTheBorder) {
-    SuperResolutionBadPixelHandling handling(1);
-    cv::Mat_<float> image = ramp(5, 4);
-    struct Row {
-        int x, y;
-        bool expected;
-        float value;
-    };
-    image(1, 3) = kNaN;  // spoils one neighbour of (2, 1) and of (3, 2)
-    const Row rows[] = {
-        {2, 2, true, 22.0f},                           // interior, four valid neighbours
-        {2, 1, false, (11.0f + 2.0f + 22.0f) / 3.0f},  // interior with three: mean written, not accepted
-        {0, 2, true, (21.0f + 10.0f + 30.0f) / 3.0f},  // left edge, three neighbours
-        {4, 1, false, (4.0f + 24.0f) / 2.0f},          // right edge missing (3, 1)
-        {0, 0, false, (1.0f + 10.0f) / 2.0f},          // a corner never qualifies
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.x << "," << row.y);
-        float value = -1.0f;
-        EXPECT_EQ(Inspector::replacement(handling, image, row.x, row.y, value), row.expected);
-        EXPECT_FLOAT_EQ(value, row.value);
-    }
-
-    cv::Mat_<float> lonely(3, 3, kNaN);
-    float untouched = -1.0f;
-    EXPECT_FALSE(Inspector::replacement(handling, lonely, 1, 1, untouched));
-    EXPECT_EQ(untouched, -1.0f);
 }
 
 // On ramp + 100: inside, a defect takes the mean of its four neighbours, on an edge that
@@ -207,18 +146,6 @@ TEST(SuperResolutionBadPixelHandling, DefectsTakeTheNeighbourMeanOrFallBackToThe
             EXPECT_EQ(cv::countNonZero(map), 1);
         }
     }
-}
-
-TEST(SuperResolutionBadPixelHandling, RepairsInScanOrderSoEarlierFixesServeAsNeighbours) {
-    SuperResolutionBadPixelHandling handling(1);
-    cv::Mat_<float> frame = ramp(6, 5);
-    frame(2, 2) = fromBits(129);  // its right neighbour is still defective when it is visited
-    frame(2, 3) = kNaN;
-    EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
-    EXPECT_EQ(frame(2, 2), 45.0f);                                   // the frame's maximum
-    EXPECT_EQ(frame(2, 3), (45.0f + 24.0f + 13.0f + 33.0f) / 4.0f);  // uses the repaired pixel
-    EXPECT_EQ(handling.getDefectMaps().back()(2, 2), 2);
-    EXPECT_EQ(handling.getDefectMaps().back()(2, 3), 3);
 }
 
 TEST(SuperResolutionBadPixelHandling, MoreThanTenHopelessPixelsThrowAfterStoringTheMap) {
@@ -284,48 +211,39 @@ std::vector<cv::Point> markedPixels(const cv::Mat_<float>& estimate, std::uint32
     return marked;
 }
 
-TEST(SuperResolutionBadPixelHandling, MaskWritesSevenBySevenMarkerBlocks) {
-    struct Row {
-        const char* name;
+// A defect at low-resolution (x, y) marks the block of 7 x 7 estimate pixels around
+// (2 (x - shift.x), 2 (y - shift.y)), clipped to the estimate, with 130, 129 or 132.
+TEST(SuperResolutionBadPixelHandling, MaskWritesClippedSevenBySevenMarkerBlocks) {
+    const struct {
+        cv::Point at;
         float value;
-        std::uint32_t marker;
-    };
-    const Row rows[] = {{"130", fromBits(130), 130}, {"129", fromBits(129), 129}, {"NaN", kNaN, 132},
-                        {"133", fromBits(133), 132}, {"above", 6000.0f, 132},     {"below", -300.0f, 132}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(5, 4), row.value}}, 10, 8);
-        cv::Mat_<float> estimate(16, 20, 1.0f);
-        // hx = 2 (5 - 0.75) = 8.5, hy = 2 (4 + 0.5) = 9: columns 5..11, rows 6..12.
-        handling.maskBadPixel(estimate, {cv::Point2f(0.75f, -0.5f)});
-        const std::vector<cv::Point> marked = markedPixels(estimate, row.marker);
-        ASSERT_EQ(marked.size(), 49u);
-        EXPECT_EQ(marked.front(), cv::Point(5, 6));
-        EXPECT_EQ(marked.back(), cv::Point(11, 12));
-    }
-}
-
-TEST(SuperResolutionBadPixelHandling, MaskClipsBlocksAndSkipsPositionsOffTheEstimate) {
-    SuperResolutionBadPixelHandling handling = withDefects({{cv::Point(9, 0), kNaN}}, 10, 8);
-    struct Row {
         cv::Point2f shift;
-        std::size_t marked;
+        std::uint32_t marker;
+        cv::Rect block;
+    } rows[] = {
+        {{5, 4}, fromBits(130), {0.75f, -0.5f}, 130, {5, 6, 7, 7}},  // around (8.5, 9)
+        {{5, 4}, fromBits(129), {0.75f, -0.5f}, 129, {5, 6, 7, 7}},
+        {{5, 4}, kNaN, {0.75f, -0.5f}, 132, {5, 6, 7, 7}},
+        {{9, 0}, fromBits(133), {0.0f, 0.0f}, 132, {15, 0, 5, 4}},  // (18, 0)
+        {{9, 0}, 6000.0f, {-2.0f, 0.0f}, 132, {19, 0, 1, 4}},       // (22, 0)
+        {{9, 0}, -300.0f, {0.0f, -7.75f}, 132, {15, 12, 5, 4}},     // (18, 15.5)
+        {{9, 0}, kNaN, {-3.0f, 0.0f}, 132, {}},                     // (24, 0): right of the estimate
+        {{9, 0}, kNaN, {9.5f, 0.0f}, 132, {}},                      // x < 0
+        {{9, 0}, kNaN, {0.0f, 0.5f}, 132, {}},                      // y < 0
+        {{9, 0}, kNaN, {0.0f, -8.0f}, 132, {}},                     // y = 16 rows
     };
-    const Row rows[] = {
-        {{0.0f, 0.0f}, 5u * 4u},    // (18, 0): columns 15..19, rows 0..3
-        {{-2.0f, 0.0f}, 1u * 4u},   // (22, 0): only column 19 is inside
-        {{-3.0f, 0.0f}, 0u},        // (24, 0): entirely right of the estimate
-        {{9.5f, 0.0f}, 0u},         // hx = -1 < 0
-        {{0.0f, 0.5f}, 0u},         // hy = -1 < 0
-        {{0.0f, -8.0f}, 0u},        // hy = 16 = rows
-        {{0.0f, -7.75f}, 5u * 4u},  // hy = 15.5: rows 12..15
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.shift);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.at << " " << row.value << " shift " << row.shift);
+        SuperResolutionBadPixelHandling handling = withDefects({{row.at, row.value}}, 10, 8);
         cv::Mat_<float> estimate(16, 20, 1.0f);
         handling.maskBadPixel(estimate, {row.shift});
-        EXPECT_EQ(markedPixels(estimate, 132).size(), row.marked);
-        EXPECT_EQ(cv::countNonZero(estimate != 1.0f), static_cast<int>(row.marked));
+        const std::vector<cv::Point> marked = markedPixels(estimate, row.marker);
+        EXPECT_EQ(cv::countNonZero(estimate != 1.0f), static_cast<int>(marked.size()));
+        ASSERT_EQ(marked.size(), static_cast<std::size_t>(row.block.area()));
+        if (!marked.empty()) {
+            EXPECT_EQ(marked.front(), row.block.tl());
+            EXPECT_EQ(marked.back(), row.block.br() - cv::Point(1, 1));
+        }
     }
 }
 
@@ -339,26 +257,6 @@ TEST(SuperResolutionBadPixelHandling, MaskNeedsOneShiftPerDefectMapAndRefillNeed
     SuperResolutionBadPixelHandling empty(3);
     expectThrows([&] { empty.replaceMaskedPixel(estimate, {}, {}); }, "bad pixel masks not initalized",
                  "replaceMaskedPixel");
-}
-
-// Masking then refilling a nearest-neighbour enlargement of clean frames restores it:
-// every marked pixel is refilled from the frames that are valid there.
-TEST(SuperResolutionBadPixelHandling, MaskAndRefillRestoreAnEnlargedImage) {
-    const int cols = 10, rows = 8;
-    SuperResolutionBadPixelHandling handling = withDefects(
-        {{cv::Point(2, 2), kNaN}, {cv::Point(7, 2), fromBits(129)}, {cv::Point(4, 6), 6000.0f}}, cols, rows);
-    const std::vector<cv::Mat_<float>> frames(3, ramp(cols, rows));
-    const std::vector<cv::Point2f> shifts(3, cv::Point2f(0.0f, 0.0f));
-    cv::Mat_<float> enlarged(2 * rows, 2 * cols);
-    for (int r = 0; r < enlarged.rows; ++r)
-        for (int c = 0; c < enlarged.cols; ++c) enlarged(r, c) = frames[0](r / 2, c / 2);
-
-    cv::Mat_<float> estimate = enlarged.clone();
-    handling.maskBadPixel(estimate, shifts);
-    EXPECT_EQ(markedPixels(estimate, 132).size(), 2u * 49u);
-    EXPECT_EQ(markedPixels(estimate, 129).size(), 49u);
-    handling.replaceMaskedPixel(estimate, shifts, frames);
-    for (int i = 0; i < estimate.rows * estimate.cols; ++i) ASSERT_EQ(estimate(i), enlarged(i)) << "at " << i;
 }
 
 TEST(SuperResolutionBadPixelHandling, RefillAveragesShiftedValidSamplesAndKeepsHopelessMarkers) {
