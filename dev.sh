@@ -6,6 +6,7 @@
 #   ./dev.sh test --sanitize the same with AddressSanitizer and UBSan, in build-sanitize/
 #   ./dev.sh demo            deps + build + super-resolve the built-in demo burst
 #   ./dev.sh bench           deps + build + micro-benchmarks, then the method comparison
+#                            (bench/compare/comparison.txt and .png)
 #   ./dev.sh fuzz [SECONDS]  deps + build the libFuzzer harnesses (clang) + run each for SECONDS (60)
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -99,7 +100,8 @@ case "$command" in
   bench)
     deps; build build
     ./build/bench/vsr_bench --benchmark_min_time=0.5 "$@"
-    ./build/bench/compare/vsr_compare ;;
+    # The full per-burst table and the plot the README shows.
+    ./build/bench/compare/vsr_compare 30 bench/compare/comparison.png | tee bench/compare/comparison.txt ;;
   fuzz)
     deps
     seconds=${1:-60}

@@ -3,6 +3,7 @@
 // superres module is present, OpenCV's own multi-frame super-resolution, all
 // on the same simulated bursts and scored against the same ground truth.
 #include "BurstSimulator.h"
+#include "ComparisonPlot.h"
 #include "EngineReconstructor.h"
 #include "QualityMetrics.h"
 #include "Upsampling.h"
@@ -11,6 +12,7 @@
 #include "BtvL1.h"
 #endif
 
+#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -19,6 +21,7 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -105,7 +108,7 @@ std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
 
 }  // namespace
 
-// Usage: vsr_compare [BTV_ITERATIONS]
+// Usage: vsr_compare [BTV_ITERATIONS] [PLOT.png]
 int main(int argc, char** argv) {
     cv::setNumThreads(1);
     const int btvIterations = argc > 1 ? std::max(1, std::atoi(argv[1])) : kBtvIterations;
@@ -150,6 +153,8 @@ int main(int argc, char** argv) {
         }
 
     std::map<std::string, std::vector<double>> psnrs, ssims, timeRatios;
+    // Per method and frame size, over every burst the method reconstructed: PSNR, SSIM, log of ms.
+    std::map<std::pair<std::string, std::string>, std::vector<cv::Vec3d>> bySize;
     for (const BurstSettings& settings : bursts) {
         const std::vector<Row> rows = compare(settings, btvIterations);
         const auto peerRow = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.method == peer; });
@@ -164,6 +169,7 @@ int main(int argc, char** argv) {
                 continue;
             }
             std::printf("%9.2f %7.4f %9.2f", row.quality.psnr, row.quality.ssim, row.milliseconds);
+            bySize[{row.method, size}].push_back({row.quality.psnr, row.quality.ssim, std::log(row.milliseconds)});
             if (!peerRow->failure.empty()) {
                 std::printf("\n");
                 continue;
@@ -193,6 +199,19 @@ int main(int argc, char** argv) {
         }
         const double n = static_cast<double>(values.size());
         std::printf("%-9s %9.2f %7.4f %11.3g\n", method.c_str(), psnr / n, ssim / n, std::exp(logRatio / n));
+    }
+
+    std::printf("\nPer method and frame size: mean PSNR, mean SSIM, geometric mean of ms/frame\n");
+    std::vector<vorel::bench::ComparisonPlot::Mark> marks;
+    for (const auto& [key, values] : bySize) {
+        const cv::Vec3d mean = std::accumulate(values.begin(), values.end(), cv::Vec3d()) / double(values.size());
+        std::printf("%-9s %-8s %9.2f %7.4f %9.3g\n", key.first.c_str(), key.second.c_str(), mean[0], mean[1],
+                    std::exp(mean[2]));
+        marks.push_back({key.first, key.second, std::exp(mean[2]), mean[0]});
+    }
+    if (argc > 2 && !cv::imwrite(argv[2], vorel::bench::ComparisonPlot(marks).render())) {
+        std::fprintf(stderr, "vsr_compare: cannot write %s\n", argv[2]);
+        return 1;
     }
     return 0;
 }
