@@ -78,6 +78,9 @@ TEST(SrFloatMinimizationPsf, BaseKernelIsTheIntegratedGaussian) {
     ASSERT_EQ(base.size(), 6u);
     for (int k = 0; k < 6; ++k) EXPECT_NEAR(base[k], expected[k], 1e-6f) << "tap " << k;
     EXPECT_FLOAT_EQ(m.getPsfSigma(), 0.683f);
+    float taps[6];  // what hosts get for modelling the sensor as the minimiser does
+    SrFloatMinimization::psfKernel(0.683f, 2.0f, 6, taps);
+    EXPECT_EQ(std::vector<float>(taps, taps + 6), base);
 
     m.setPsfSigma(1.5f);
     const std::vector<float> wide = Inspector(m).baseKernel();
