@@ -33,13 +33,16 @@ std::vector<std::string> fields(const std::string& line) {
     return result;
 }
 
+bool isNumber(const std::string& text) {
+    char* end = nullptr;
+    std::strtod(text.c_str(), &end);
+    return !text.empty() && *end == '\0';
+}
+
 // A pixel coordinate: a whole number from 0, "12" or "12.000000".
 bool coordinate(const std::string& text, int& value) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !std::isfinite(number) || number < 0.0 || number > 1e6 ||
-        number != std::floor(number))
-        return false;
+    const double number = isNumber(text) ? std::strtod(text.c_str(), nullptr) : -1.0;
+    if (!std::isfinite(number) || number < 0.0 || number > 1e6 || number != std::floor(number)) return false;
     value = static_cast<int>(number);
     return true;
 }
@@ -55,8 +58,7 @@ std::vector<cv::Point> readCsv(std::istream& in, const std::string& path) {
         const std::vector<std::string> row = fields(line);
         const auto where = [&] { return "line " + std::to_string(number) + ": "; };
         if (xColumn < 0) {
-            int ignored = 0;
-            if (std::all_of(row.begin(), row.end(), [&](const std::string& f) { return coordinate(f, ignored); })) {
+            if (std::all_of(row.begin(), row.end(), isNumber)) {
                 if (row.size() != 2 && row.size() != 3)
                     throw unreadable(path, where() + "expected x,y or index,x,y, got '" + trimmed(line) + "'");
                 xColumn = static_cast<int>(row.size()) - 2;
