@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/PsfSigmaEstimator.h"
 
+#include "vorel/Exception.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -66,13 +68,32 @@ PsfSigmaEstimator::Status PsfSigmaEstimator::estimate(const float* const* burst,
     sigma = kDefaultSigma;
     std::fill(errors.begin(), errors.end(), 0.0);
     if (frames < getMinFrames()) return Status::TooFewFrames;
+    whole->setReferenceIndex(referenceIndex);  // throws before any work if out of range
+    try {
+        if (!crossValidate_(burst, referenceIndex)) return Status::TooFlat;
+    } catch (const vorel::Exception&) {
+        // A displacement too large to register, or frames beyond repair: no estimate.
+        std::fill(errors.begin(), errors.end(), 0.0);
+        return Status::TooFlat;
+    }
+    const int best = static_cast<int>(std::min_element(errors.begin(), errors.end()) - errors.begin());
+    sigma = candidates[best];
+    if (best > 0 && best + 1 < kWidths) {
+        const double a = errors[best - 1], b = errors[best], c = errors[best + 1];
+        const double curvature = a - 2.0 * b + c;
+        if (curvature > 0.0) sigma += kWidthStep * static_cast<float>(std::clamp(0.5 * (a - c) / curvature, -0.5, 0.5));
+    }
+    return Status::Estimated;
+}
 
+// Fills `errors`; false when a window could not be registered.
+bool PsfSigmaEstimator::crossValidate_(const float* const* burst, int referenceIndex) {
     // One registration of the whole burst gives every frame's shift against the
     // reference; an iteration is enough, the reconstruction is not used.
     useInterfaceDefaults(*whole, referenceIndex);
     whole->setMaxCGIters(1);
     for (int k = 0; k < frames; ++k) whole->addFrame(burst[k]);
-    if (whole->computeSR(reconstruction) == -998.0f) return Status::TooFlat;
+    if (whole->computeSR(reconstruction) == -998.0f) return false;
     whole->getCompleteShifts(shifts);
 
     const int reference = frames - 1 - referenceIndex;
@@ -89,19 +110,11 @@ PsfSigmaEstimator::Status PsfSigmaEstimator::estimate(const float* const* burst,
             if (k != out) heldOut->addFrame(burst[k]);
         for (int i = 0; i < kWidths; ++i) {
             heldOut->setPsfSigma(candidates[i]);
-            if (heldOut->computeSR(reconstruction) == -998.0f) return Status::TooFlat;
+            if (heldOut->computeSR(reconstruction) == -998.0f) return false;
             errors[i] += 0.5 * predictionError_(reconstruction, burst[out], shifts[out], candidates[i]);
         }
     }
-
-    const int best = static_cast<int>(std::min_element(errors.begin(), errors.end()) - errors.begin());
-    sigma = candidates[best];
-    if (best > 0 && best + 1 < kWidths) {
-        const double a = errors[best - 1], b = errors[best], c = errors[best + 1];
-        const double curvature = a - 2.0 * b + c;
-        if (curvature > 0.0) sigma += kWidthStep * static_cast<float>(std::clamp(0.5 * (a - c) / curvature, -0.5, 0.5));
-    }
-    return Status::Estimated;
+    return true;
 }
 
 // RMS difference between `frame` and its prediction from `estimate`: input pixel

@@ -37,7 +37,8 @@ namespace vision {
 /// prediction of what cannot be predicted lowers its error.
 ///
 /// Two engines for the burst length are allocated by the constructor;
-/// estimate() allocates nothing of its own. Frames are not changed. One object
+/// estimate() allocates nothing of its own, and the engines print their timing
+/// lines on standard output as always. Frames are not changed. One object
 /// serves one call at a time.
 class VRLIB_API PsfSigmaEstimator {
 public:
@@ -45,7 +46,7 @@ public:
     enum class Status {
         Estimated = 0,
         TooFewFrames = -1,  ///< fewer than getMinFrames() frames
-        TooFlat = -2        ///< the frames could not be registered (too little structure)
+        TooFlat = -2        ///< the frames could not be registered (too little structure, or moved too far)
     };
 
     /// width, height: frame size; frames: the burst length estimate() takes.
@@ -72,6 +73,7 @@ public:
 private:
     using Engine = SrFloat<SrFloatRegistration2>;
 
+    bool crossValidate_(const float* const* burst, int referenceIndex);
     double predictionError_(const cv::Mat_<float>& estimate, const float* frame, cv::Point2f shift, float psfWidth);
 
     int width;
