@@ -244,7 +244,7 @@ void addRunCommand(CLI::App& vsr) {
     run->add_option("--stuck-pixels", options->stuckPixels,
                     "stuck sensor pixels: auto finds them in the burst (a video's first window) and repairs them in "
                     "every frame, off leaves the frames alone, or a defect list to repair (.csv of x,y or index,x,y "
-                    "lines, such as vsr simulate's bad_pixels.csv) (default auto)")
+                    "lines, such as vsr simulate's stuck_pixels.csv) (default auto)")
         ->check(CLI::Validator(
             [](std::string& text) {
                 if (text == "auto" || text == "off") return std::string();
@@ -259,7 +259,8 @@ void addRunCommand(CLI::App& vsr) {
 
     run->callback([options, reference] {
         ReconstructionSettings& settings = options->settings;
-        if (!options->psfSigma.empty() && options->psfSigma != "auto") settings.psfSigma = std::stof(options->psfSigma);
+        if (!options->psfSigma.empty() && options->psfSigma != "auto")
+            settings.psfSigma = std::strtof(options->psfSigma.c_str(), nullptr);
         if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);
         else if (settings.reference >= settings.window)
             throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +
