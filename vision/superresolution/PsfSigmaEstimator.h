@@ -33,7 +33,7 @@ namespace vision {
 /// true widths 0.5, 0.683 and 1.0) the estimate lands within about 0.15 of the
 /// truth, slightly low; the engine itself reconstructs best a little below the
 /// true width. On scenes dominated by detail finer than the sensor resolves,
-/// narrow blurs are overestimated (by 0.2 to 0.4), since blurring the
+/// narrow blurs are overestimated (by 0.2 to 0.5), since blurring the
 /// prediction of what cannot be predicted lowers its error.
 ///
 /// Two engines for the burst length are allocated by the constructor;
