@@ -122,6 +122,12 @@ Burst BurstSimulator::simulate() const {
         for (const cv::Point& pixel : burst.badPixels) image(pixel) = 6000.0f;
         burst.frames.push_back(image);
     }
+    for (int i = 0; i < settings_.stuckPixels; ++i) {
+        const cv::Point pixel(rng.uniform(0, size.width), rng.uniform(0, size.height));
+        const float reading = rng.uniform(40.0f, 60.0f);
+        burst.stuckPixels.push_back(pixel);
+        for (cv::Mat_<float>& image : burst.frames) image(pixel) = reading;
+    }
     burst.truth = render(cv::Point2f());
     return burst;
 }

@@ -26,6 +26,10 @@ struct BurstSettings {
     float blur = 0.683f;    ///< sigma of the sensor blur, high-resolution pixels (the library's default)
     float maxShift = 1.5f;  ///< largest hand-shake shift per axis, low-resolution pixels
     int badPixels = 0;      ///< defective sensor pixels, at the same place in every frame
+    /// Stuck pixels: each reads one fixed value from 40 to 60 degrees in every
+    /// frame, above nearly all of any scene, yet a valid reading. Drawn after the
+    /// frames, so that the burst is otherwise the one without them.
+    int stuckPixels = 0;
     uint64_t seed = 1;
 };
 
@@ -36,6 +40,7 @@ struct Burst {
     std::vector<cv::Point2f> shifts;
     cv::Mat_<float> truth;  ///< the unblurred scene at twice the frame size, reference geometry
     std::vector<cv::Point> badPixels;
+    std::vector<cv::Point> stuckPixels;
 };
 
 /// A burst as a hand-held sensor would take it, for vsr simulate, the tests and

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Proprietary
+#include "BurstPreparation.h"
 #include "CommandLine.h"
 #include "Commands.h"
 #include "ImageFiles.h"
@@ -38,8 +39,30 @@ struct RunOptions {
     cv::Size rawSize;
     bool video = false;
     std::string registration = "corners";
+    std::string stuckPixels = "auto";
+    std::string psfSigma;  ///< a number, "auto" or empty
     ReconstructionSettings settings;
 };
+
+PreparationSettings preparationOf(const RunOptions& options) {
+    PreparationSettings preparation;
+    preparation.stuckPixels = options.stuckPixels;
+    preparation.estimateBlur = options.psfSigma == "auto";
+    preparation.window = options.settings.window;
+    preparation.reference = options.settings.reference;
+    preparation.verbose = options.settings.verbose;
+    return preparation;
+}
+
+// Runs the preparation on the first frames and takes its blur; fallbacks are
+// reported at once, findings returned for the summary.
+std::vector<std::string> prepare(BurstPreparation& preparation, std::vector<cv::Mat_<float>>& frames,
+                                 ReconstructionSettings& settings, const ProgressBar& progress) {
+    preparation.examine(frames);
+    for (const std::string& line : preparation.fallbacks()) progress.print(line);
+    if (preparation.psfSigma() > 0.0f) settings.psfSigma = preparation.psfSigma();
+    return preparation.findings();
+}
 
 constexpr int kProgressThreshold = 10;
 
@@ -67,7 +90,7 @@ void requireComputed(const cv::Mat_<float>& result) {
 
 void runStills(const RunOptions& options) {
     const std::vector<std::string>& paths = options.inputs;
-    const ReconstructionSettings& settings = options.settings;
+    ReconstructionSettings settings = options.settings;
     if (static_cast<int>(paths.size()) < settings.window)
         throw ToolError(ExitCode::UnusableBurst,
                         std::to_string(settings.window) + " frames needed, got " + std::to_string(paths.size()));
@@ -87,8 +110,10 @@ void runStills(const RunOptions& options) {
         }
     }
 
-    const auto reconstructor = Reconstructor::create(frames.front().size(), settings);
     ProgressBar progress(static_cast<int>(frames.size()), frames.size() > kProgressThreshold);
+    BurstPreparation preparation(frames.front().size(), preparationOf(options));
+    const std::vector<std::string> findings = prepare(preparation, frames, settings, progress);
+    const auto reconstructor = Reconstructor::create(frames.front().size(), settings);
     Outcome last;
     bool warned = false;
     for (size_t i = 0; i < frames.size(); ++i) {
@@ -103,6 +128,7 @@ void runStills(const RunOptions& options) {
     const size_t reference = frames.size() - 1 - settings.reference;
     std::cout << "wrote " << options.output << " (" << result.cols << "x" << result.rows
               << ", 32-bit float) from " << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
+    for (const std::string& line : findings) std::cout << line << '\n';
     const std::string meaning = last.describe();
     if (last.code == 0 && !meaning.empty()) std::cout << meaning << '\n';
     else if (!warned) std::cout << "no warning from the library\n";
@@ -116,24 +142,43 @@ void runStills(const RunOptions& options) {
 void runVideo(const RunOptions& options) {
     if (options.inputs.size() != 1) throw usage("--video takes exactly one video file");
     const std::string& path = options.inputs.front();
-    const ReconstructionSettings& settings = options.settings;
+    ReconstructionSettings settings = options.settings;
     VideoReader video(path);
     SequenceWriter writer(options.output, video.fps());
     const int announced = video.announcedFrames();
     ProgressBar progress(announced, announced == 0 || announced > kProgressThreshold);
 
+    // The first window is examined before the library sees any frame; what it
+    // finds holds for the whole video.
+    std::unique_ptr<BurstPreparation> preparation;
+    std::vector<cv::Mat_<float>> firstWindow;
+    std::vector<std::string> findings;
     std::unique_ptr<Reconstructor> reconstructor;
-    cv::Mat_<float> frame;
-    int count = 0, written = 0;
-    while (video.next(frame)) {
-        ++count;
-        if (!reconstructor) reconstructor = Reconstructor::create(frame.size(), settings);
+    int written = 0;
+    const auto reconstruct = [&](const cv::Mat_<float>& frame, int number) {
         const Outcome outcome = reconstructor->add(frame);
-        warn(progress, outcome, path + " frame " + std::to_string(count));
+        warn(progress, outcome, path + " frame " + std::to_string(number));
         if (outcome.computed) {
             if (written == 0) requireComputed(reconstructor->result());
-            writer.write(reconstructor->result(), count);
+            writer.write(reconstructor->result(), number);
             ++written;
+        }
+    };
+    cv::Mat_<float> frame;
+    int count = 0;
+    while (video.next(frame)) {
+        ++count;
+        if (reconstructor) {
+            preparation->repair(frame);
+            reconstruct(frame, count);
+        } else {
+            if (!preparation) preparation = std::make_unique<BurstPreparation>(frame.size(), preparationOf(options));
+            firstWindow.push_back(frame.clone());
+            if (static_cast<int>(firstWindow.size()) == settings.window) {
+                findings = prepare(*preparation, firstWindow, settings, progress);
+                reconstructor = Reconstructor::create(frame.size(), settings);
+                for (size_t i = 0; i < firstWindow.size(); ++i) reconstruct(firstWindow[i], static_cast<int>(i) + 1);
+            }
         }
         progress.advance();
     }
@@ -143,6 +188,7 @@ void runVideo(const RunOptions& options) {
     writer.close();
     std::cout << "wrote " << written << " results to " << options.output << " (frames " << settings.window << " to "
               << count << ")\n";
+    for (const std::string& line : findings) std::cout << line << '\n';
 }
 
 }  // namespace
@@ -183,9 +229,17 @@ void addRunCommand(CLI::App& vsr) {
         run->add_option("--iterations", settings.iterations, "conjugate-gradient iterations (default 8)")
             ->check(CLI::Range(1, 1000))
             ->type_name("N"),
-        run->add_option("--psf-sigma", settings.psfSigma, "sensor blur in output pixels, instead of --camera")
-            ->check(atLeast(0.01))
-            ->type_name("S"),
+        run->add_option("--psf-sigma", options->psfSigma,
+                        "sensor blur in output pixels, instead of --camera; auto estimates it from the burst (its "
+                        "last window, a video's first) and prints it")
+            ->check(CLI::Validator(
+                [positive = atLeast(0.01)](std::string& text) {
+                    if (text == "auto") return std::string();
+                    const std::string error = positive(text);
+                    return error.rfind("expects", 0) == 0 ? "expects a number or auto, got '" + text + "'" : error;
+                },
+                ""))
+            ->type_name("S|auto"),
     };
     engineOnly.push_back(
         run->add_option("--registration", options->registration,
@@ -194,11 +248,27 @@ void addRunCommand(CLI::App& vsr) {
             ->check(CLI::IsMember({"corners", "phase"}))
             ->type_name("NAME"));
     for (CLI::Option* option : engineOnly) camera->excludes(option);
+    run->add_option("--stuck-pixels", options->stuckPixels,
+                    "stuck sensor pixels: auto finds them in the burst (a video's first window) and repairs them in "
+                    "every frame, off leaves the frames alone, or a defect list to repair (.csv of x,y or index,x,y "
+                    "lines, such as vsr simulate's stuck_pixels.csv) (default auto)")
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                if (text == "auto" || text == "off") return std::string();
+                std::error_code error;
+                return std::filesystem::is_regular_file(text, error)
+                           ? std::string()
+                           : "expects auto, off or a defect list file, got '" + text + "'";
+            },
+            ""))
+        ->type_name("auto|off|LIST");
     run->add_flag("--verbose", settings.verbose, "let the library's timing lines through");
 
     run->callback([options, reference] {
         ReconstructionSettings& settings = options->settings;
         if (options->registration == "phase") settings.registration = RegistrationMethod::PhaseCorrelation;
+        if (!options->psfSigma.empty() && options->psfSigma != "auto")
+            settings.psfSigma = std::strtof(options->psfSigma.c_str(), nullptr);
         if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);
         else if (settings.reference >= settings.window)
             throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +

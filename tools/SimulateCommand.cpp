@@ -22,7 +22,9 @@ const char* const kUsage = R"(Usage: vsr simulate -o FOLDER [options]
 
 Writes a synthetic thermal burst, to try vsr without a camera: a scene moved
 by a sub-pixel hand-shake shift per frame, blurred by the sensor, sampled at
-half the resolution, with noise and optionally defective pixels.
+half the resolution, with noise and optionally defective pixels: marked
+ones that read far above any temperature (--bad-pixels), and stuck ones that
+read one plausible hot value in every frame (--stuck).
 
 Files written into FOLDER (created if missing):
   frame_00.tif ...   the frames, 32-bit float TIFF, degrees Celsius
@@ -30,6 +32,7 @@ Files written into FOLDER (created if missing):
                      of the frame that vsr run takes as its reference
   shifts.csv         per frame the true shift (x, y) in input pixels
   bad_pixels.csv     the defective pixels (x, y), with --bad-pixels
+  stuck_pixels.csv   the stuck pixels (x, y), with --stuck
 
 )";
 
@@ -68,9 +71,12 @@ void writeBurst(const std::string& folder, const BurstSettings& settings) {
     }
     writeImage((fs::path(folder) / "truth.tif").string(), burst.truth);
     writeText((fs::path(folder) / "shifts.csv").string(), csv("frame,x,y", burst.shifts));
-    if (!burst.badPixels.empty()) {
-        const std::vector<cv::Point2f> pixels(burst.badPixels.begin(), burst.badPixels.end());
-        writeText((fs::path(folder) / "bad_pixels.csv").string(), csv("index,x,y", pixels));
+    const std::pair<const char*, const std::vector<cv::Point>*> lists[] = {{"bad_pixels.csv", &burst.badPixels},
+                                                                            {"stuck_pixels.csv", &burst.stuckPixels}};
+    for (const auto& [name, list] : lists) {
+        if (list->empty()) continue;
+        const std::vector<cv::Point2f> pixels(list->begin(), list->end());
+        writeText((fs::path(folder) / name).string(), csv("index,x,y", pixels));
     }
     std::cout << "wrote " << burst.frames.size() << " frames of " << settings.frameSize.width << "x"
               << settings.frameSize.height << ", truth.tif and shifts.csv to " << folder << "\n"
@@ -107,6 +113,12 @@ void addSimulateCommand(CLI::App& vsr) {
     simulate->add_option("--bad-pixels", burst.badPixels, "defective pixels, at most 1 % of the frame (default 0)")
         ->check(CLI::Range(0, 1000000))->type_name("N");
     simulate
+        ->add_option("--stuck", burst.stuckPixels,
+                     "stuck pixels, each reading one value from 40 to 60 degrees in every frame, at most 1 % of the "
+                     "frame (default 0)")
+        ->check(CLI::Range(0, 1000000))
+        ->type_name("N");
+    simulate
         ->add_option("--reference", options->reference,
                      "reference frame counted back from the newest, as for vsr run (default 3)")
         ->check(CLI::Range(0, 98))
@@ -117,9 +129,11 @@ void addSimulateCommand(CLI::App& vsr) {
         BurstSettings settings = options->burst;
         if (settings.frameSize.width < 16 || settings.frameSize.height < 16)
             throw ToolError(ExitCode::Usage, "--size must be at least 16x16");
-        if (settings.badPixels > settings.frameSize.area() / 100)
-            throw ToolError(ExitCode::Usage, "--bad-pixels must be at most " +
-                                                 std::to_string(settings.frameSize.area() / 100) + " for this size");
+        for (const auto& [option, count] : {std::pair<const char*, int>{"--bad-pixels", settings.badPixels},
+                                            std::pair<const char*, int>{"--stuck", settings.stuckPixels}})
+            if (count > settings.frameSize.area() / 100)
+                throw ToolError(ExitCode::Usage, std::string(option) + " must be at most " +
+                                                     std::to_string(settings.frameSize.area() / 100) + " for this size");
         settings.scene = sceneFromName(options->scene);
         settings.reference = std::max(0, settings.frames - 1 - options->reference);
         writeBurst(options->folder, settings);

@@ -2,9 +2,10 @@
 // Quality and speed of the library against plain upsampling and, when OpenCV's
 // superres module is present, OpenCV's own multi-frame super-resolution, all
 // on the same simulated bursts and scored against the same ground truth.
+#include "BurstPreparation.h"
 #include "BurstSimulator.h"
 #include "ComparisonPlot.h"
-#include "EngineReconstructor.h"
+#include "Reconstructor.h"
 #include "QualityMetrics.h"
 #include "Upsampling.h"
 #include "vorel/StopWatch.h"
@@ -52,7 +53,16 @@ double bestOf(int runs, Work work) {
     return best;
 }
 
-std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
+// A burst, and whether the library is told its blur. Untold, the library runs
+// at its defaults and "lib+vsr" is added: the library after vsr run's
+// stuck-pixel repair and blur estimate (--psf-sigma auto).
+struct Condition {
+    BurstSettings settings;
+    bool blurTold = true;
+};
+
+std::vector<Row> compare(const Condition& condition, int btvIterations) {
+    const BurstSettings& settings = condition.settings;
     const Burst burst = BurstSimulator(settings).simulate();
     std::vector<Row> rows;
     cv::Mat_<float> result;
@@ -68,22 +78,33 @@ std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
 
     // The library in steady state, with either registration: one more frame into a full window.
     ReconstructionSettings library;
-    library.psfSigma = settings.blur;
-    for (const auto& [name, registration] :
-         {std::pair<const char*, RegistrationMethod>{"library", RegistrationMethod::Corners},
-          std::pair<const char*, RegistrationMethod>{"lib-phase", RegistrationMethod::PhaseCorrelation}}) {
-        library.registration = registration;
-        add(name, [&] {
-            return bestOf(3, [&] {
-                EngineReconstructor reconstructor(settings.frameSize, library);
-                for (int i = 0; i + 1 < kFrames; ++i) reconstructor.add(burst.frames[i]);
-                vorel::StopWatch watch;
-                reconstructor.add(burst.frames[kFrames - 1]);
-                const double ms = elapsedMs(watch);
-                result = reconstructor.result();
-                return ms;
-            });
+    library.psfSigma = condition.blurTold ? settings.blur : 0.0f;
+    const auto runLibrary = [&](const ReconstructionSettings& reconstruction, const std::vector<cv::Mat_<float>>& frames) {
+        return bestOf(3, [&] {
+            const auto reconstructor = Reconstructor::create(settings.frameSize, reconstruction);
+            for (int i = 0; i + 1 < kFrames; ++i) reconstructor->add(frames[i]);
+            vorel::StopWatch watch;
+            reconstructor->add(frames[kFrames - 1]);
+            const double ms = elapsedMs(watch);
+            result = reconstructor->result();
+            return ms;
         });
+    };
+    add("library", [&] { return runLibrary(library, burst.frames); });
+    ReconstructionSettings phase = library;
+    phase.registration = RegistrationMethod::PhaseCorrelation;
+    add("lib-phase", [&] { return runLibrary(phase, burst.frames); });
+    if (!condition.blurTold) {
+        // The preparation's time is left out: it runs once per burst, not per frame.
+        PreparationSettings automatic;
+        automatic.estimateBlur = true;
+        BurstPreparation preparation(settings.frameSize, automatic);
+        std::vector<cv::Mat_<float>> frames;
+        for (const cv::Mat_<float>& frame : burst.frames) frames.push_back(frame.clone());
+        preparation.examine(frames);
+        ReconstructionSettings prepared = library;
+        prepared.psfSigma = preparation.psfSigma();
+        add("lib+vsr", [&] { return runLibrary(prepared, frames); });
     }
     for (const auto& [name, interpolation] : {std::pair<const char*, int>{"bicubic", cv::INTER_CUBIC},
                                               std::pair<const char*, int>{"lanczos4", cv::INTER_LANCZOS4}}) {
@@ -133,7 +154,7 @@ int main(int argc, char** argv) {
     std::printf("%-9s %-9s %-8s %6s %6s %9s %7s %9s   vs %s: %s\n", "method", "scene", "size", "noise", "blur",
                 "PSNR[dB]", "SSIM", "ms/frame", peer.c_str(), "dPSNR  SSIM-ratio  time-ratio");
 
-    std::vector<BurstSettings> bursts;
+    std::vector<Condition> bursts;
     const Scene scenes[] = {Scene::Building, Scene::People, Scene::Star};
     for (Scene scene : scenes)
         for (float noise : {0.05f, 0.2f})
@@ -142,21 +163,31 @@ int main(int argc, char** argv) {
                 settings.scene = scene;
                 settings.noise = noise;
                 settings.blur = blur;
-                bursts.push_back(settings);
+                bursts.push_back({settings});
             }
     for (cv::Size size : {cv::Size(320, 240), cv::Size(640, 480)})
         for (Scene scene : scenes) {
             BurstSettings settings;
             settings.scene = scene;
             settings.frameSize = size;
-            bursts.push_back(settings);
+            bursts.push_back({settings});
         }
+    // What the library's defaults do not handle: stuck pixels, and a blur wider than its default.
+    BurstSettings stuck, wide;
+    stuck.stuckPixels = 20;
+    wide.blur = 1.0f;
+    bursts.push_back({stuck, false});
+    bursts.push_back({wide, false});
 
     std::map<std::string, std::vector<double>> psnrs, ssims, timeRatios;
     // Per method and frame size, over every burst the method reconstructed: PSNR, SSIM, log of ms.
     std::map<std::pair<std::string, std::string>, std::vector<cv::Vec3d>> bySize;
-    for (const BurstSettings& settings : bursts) {
-        const std::vector<Row> rows = compare(settings, btvIterations);
+    for (const Condition& condition : bursts) {
+        const BurstSettings& settings = condition.settings;
+        const std::vector<Row> rows = compare(condition, btvIterations);
+        if (!condition.blurTold)
+            std::printf("(%d stuck pixels; library not told the blur; lib+vsr: after vsr's repair and blur estimate)\n",
+                        settings.stuckPixels);
         const auto peerRow = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.method == peer; });
         const bool complete = std::all_of(rows.begin(), rows.end(), [](const Row& row) { return row.failure.empty(); });
         const std::string size =
@@ -177,7 +208,7 @@ int main(int argc, char** argv) {
             const double timeRatio = row.milliseconds / peerRow->milliseconds;
             std::printf("   %+15.2f %11.3f %11.3g\n", row.quality.psnr - peerRow->quality.psnr,
                         row.quality.ssim / peerRow->quality.ssim, timeRatio);
-            if (!complete) continue;
+            if (!complete || !condition.blurTold) continue;
             psnrs[row.method].push_back(row.quality.psnr);
             ssims[row.method].push_back(row.quality.ssim);
             timeRatios[row.method].push_back(timeRatio);

@@ -93,6 +93,26 @@ TEST(BurstSimulator, BadPixelsReadHighAtTheSamePlaceInEveryFrame) {
     }
 }
 
+TEST(BurstSimulator, StuckPixelsHoldOneHotValueAndLeaveTheRestAsWithout) {
+    BurstSettings settings = exactSettings(Scene::Building);
+    settings.noise = 0.1f;
+    const Burst clean = BurstSimulator(settings).simulate();
+    settings.stuckPixels = 6;
+    const Burst stuck = BurstSimulator(settings).simulate();
+    ASSERT_EQ(stuck.stuckPixels.size(), 6u);
+    cv::Mat_<unsigned char> planted(30, 40, static_cast<unsigned char>(0));
+    for (const cv::Point& pixel : stuck.stuckPixels) planted(pixel) = 1;
+    for (size_t k = 0; k < stuck.frames.size(); ++k) {
+        for (const cv::Point& pixel : stuck.stuckPixels) {
+            EXPECT_EQ(stuck.frames[k](pixel), stuck.frames[0](pixel));
+            EXPECT_GE(stuck.frames[k](pixel), 40.0f);
+            EXPECT_LE(stuck.frames[k](pixel), 60.0f);
+        }
+        const cv::Mat differs = stuck.frames[k] != clean.frames[k];
+        EXPECT_EQ(cv::countNonZero(differs & (planted == 0)), 0) << "frame " << k;
+    }
+}
+
 TEST(BurstSimulator, SceneNamesRoundTrip) {
     for (Scene scene : {Scene::Building, Scene::People, Scene::Star}) EXPECT_EQ(sceneFromName(sceneName(scene)), scene);
     try {

@@ -120,6 +120,12 @@ TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
         {{"run", "a.tif", "-o", "a.tif"}, "vsr run: 'a.tif' is an input; refusing to overwrite it (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--preview", "./out.tif"},
          "vsr run: './out.tif' is named for two outputs (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--psf-sigma", "wide"},
+         "vsr run: --psf-sigma: expects a number or auto, got 'wide' (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--stuck-pixels", "none.csv"},
+         "vsr run: --stuck-pixels: expects auto, off or a defect list file, got 'none.csv' (see 'vsr run --help')\n"},
+        {{"simulate", "-o", "x", "--size", "16x16", "--stuck", "3"},
+         "vsr simulate: --stuck must be at most 2 for this size (see 'vsr simulate --help')\n"},
         {{"simulate", "-o", "x", "--scene", "moon"},
          "vsr simulate: --scene: moon not in {building,people,star} (see 'vsr simulate --help')\n"},
         {{"badpixels", "find", "flat.png"}, "vsr badpixels find: -o is required (see 'vsr badpixels find --help')\n"},
@@ -309,6 +315,43 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     EXPECT_NE(byPhase.out.find("quality figure "), std::string::npos) << byPhase.out;
 }
 
+TEST(VsrProgram, StuckPixelsAndTheBlurAreHandledAndReported) {
+    TempFolder folder;
+    ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "96x72", "--stuck", "8"}).exitCode, 0);
+    std::vector<std::string> args{"run"};
+    for (int i = 0; i < 5; ++i) args.push_back(folder / ("frame_0" + std::to_string(i) + ".tif"));
+    const auto run = [&](const std::vector<std::string>& options) {
+        std::vector<std::string> all = args;
+        all.insert(all.end(), options.begin(), options.end());
+        return vsr(all);
+    };
+    const ProgramRun found = run({"-o", folder / "found.tif"});
+    ASSERT_EQ(found.exitCode, 0) << found.err;
+    EXPECT_NE(found.out.find("\nstuck pixels: 8 found and repaired in every frame\n"), std::string::npos) << found.out;
+    const ProgramRun listed =
+        run({"-o", folder / "listed.tif", "--stuck-pixels", folder / "stuck_pixels.csv", "--psf-sigma", "auto"});
+    ASSERT_EQ(listed.exitCode, 0) << listed.err;
+    EXPECT_NE(listed.out.find("\nstuck pixels: 8 from " + (folder / "stuck_pixels.csv") + " repaired in every frame\n"),
+              std::string::npos)
+        << listed.out;
+    EXPECT_NE(listed.out.find("\nblur: sigma 0."), std::string::npos) << listed.out;
+    const ProgramRun ignored = run({"-o", folder / "ignored.tif", "--stuck-pixels", "off"});
+    ASSERT_EQ(ignored.exitCode, 0) << ignored.err;
+    const cv::Mat_<float> truth = readFrame(folder / "truth.tif");
+    for (const char* name : {"found.tif", "listed.tif"})
+        EXPECT_GT(compareAligned(readFrame(folder / name), truth).psnr,
+                  compareAligned(readFrame(folder / "ignored.tif"), truth).psnr + 5.0)
+            << name;
+
+    // Too short a burst for either: one line each, and the defaults.
+    const ProgramRun three =
+        vsr({"run", args[1], args[2], args[3], "-o", folder / "three.tif", "--window", "3", "--psf-sigma", "auto"});
+    EXPECT_EQ(three.exitCode, 0);
+    EXPECT_EQ(three.err,
+              "stuck pixels: not looked for: 4 frames needed, got 3\n"
+              "blur: not estimated: 4 frames needed, got 3; using the default 0.683\n");
+}
+
 TEST(VsrProgram, ShiftsFileHoldsTheTrueShifts) {
     TempFolder folder;
     ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--size", "32x24", "--frames", "3", "--reference", "0",
@@ -357,6 +400,13 @@ TEST(VsrProgram, VideoModeWritesOneResultPerFrameFromTheFifth) {
         EXPECT_EQ(result.size(), cv::Size(128, 96));
     }
     EXPECT_FALSE(fs::exists(folder / "results/frame_000004.tif"));
+    // The blur estimated on the first window serves the whole video.
+    const ProgramRun estimated =
+        vsr({"run", "--video", folder / "burst.avi", "-o", folder / "estimated", "--psf-sigma", "auto"});
+    ASSERT_EQ(estimated.exitCode, 0) << estimated.err;
+    EXPECT_EQ(estimated.out.rfind("wrote 3 results to " + (folder / "estimated") + " (frames 5 to 7)\nblur: sigma ", 0),
+              0u)
+        << estimated.out;
 
     const ProgramRun toVideo = vsr({"run", "--video", folder / "burst.avi", "-o", folder / "results.avi"});
     ASSERT_EQ(toVideo.exitCode, 0) << toVideo.err;

@@ -163,9 +163,8 @@ void SrFloatMinimization::setWeightTV(float value) {
 // Pixel-integrated Gaussian: tap K/2 + i holds the mass over [i, i + 1], mirrored
 // to K/2 - 1 - i, for as many taps as the factor spans; the outer taps stay 0 to
 // leave room for the frame shifts of generatePsfs.
-void SrFloatMinimization::setPsfSigma(float sigma) {
-    psfSigma = sigma;
-    std::fill(baseKernel, baseKernel + kernelSize, 0.0f);
+void SrFloatMinimization::psfKernel(float sigma, float factor, int kernelSize, float* kernel) {
+    std::fill(kernel, kernel + kernelSize, 0.0f);
     float total = 0.0f;
     const int half = kernelSize / 2;
     if (factor > 0.0f) {
@@ -175,13 +174,18 @@ void SrFloatMinimization::setPsfSigma(float sigma) {
             const float hi = (static_cast<float>(i) + 0.5f + 0.5f) * inv;
             const float lo = (static_cast<float>(i) + 0.5f - 0.5f) * inv;
             const float mass = (erfApproximation(hi) - erfApproximation(lo)) * 0.5f;
-            baseKernel[half - 1 - i] = mass;
-            baseKernel[half + i] = mass;
+            kernel[half - 1 - i] = mass;
+            kernel[half + i] = mass;
             total += 2.0f * mass;
             if (!(factor > static_cast<float>(i + 1))) break;
         }
     }
-    for (int k = 0; k < kernelSize; ++k) baseKernel[k] /= total;
+    for (int k = 0; k < kernelSize; ++k) kernel[k] /= total;
+}
+
+void SrFloatMinimization::setPsfSigma(float sigma) {
+    psfSigma = sigma;
+    psfKernel(sigma, factor, kernelSize, baseKernel);
 }
 
 // Moves the base kernel by each frame's shift (in high-resolution pixels) by

@@ -44,6 +44,12 @@ public:
     float getPsfSigma() const { return psfSigma; }
     /// Stores sigma (high-resolution pixels) and rebuilds the base kernel.
     void setPsfSigma(float sigma);
+    /// The base kernel of setPsfSigma: `kernelSize` taps (3 * factor for the
+    /// minimiser) of a Gaussian of `sigma` high-resolution pixels integrated over
+    /// each pixel, centred between taps kernelSize/2 - 1 and kernelSize/2, as
+    /// many taps on each side as the factor spans, normalised to sum 1. For
+    /// hosts that model the sensor as the minimiser does.
+    static void psfKernel(float sigma, float factor, int kernelSize, float* kernel);
     float getRelRes() const { return relRes; }
     void setRelRes(float value) { relRes = value; }
     float getWeightTV() const { return weightTV; }

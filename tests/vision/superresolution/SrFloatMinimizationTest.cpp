@@ -69,6 +69,9 @@ TEST(SrFloatMinimization, KernelsAreTheIntegratedGaussianMovedByTheShift) {
     const float expected[] = {0.0f, 0.070035f, 0.429965f, 0.429965f, 0.070035f, 0.0f};
     ASSERT_EQ(base.size(), 6u);
     for (int k = 0; k < 6; ++k) EXPECT_NEAR(base[k], expected[k], 1e-6f) << "tap " << k;
+    float taps[6];  // what hosts get for modelling the sensor as the minimiser does
+    SrFloatMinimization::psfKernel(0.683f, 2.0f, 6, taps);
+    EXPECT_EQ(std::vector<float>(taps, taps + 6), base);
 
     inspector.generatePsfs({{0.0f, 0.0f}, {0.5f, -0.5f}, {0.25f, 0.0f}});
     EXPECT_EQ(inspector.psfX(0), base);
