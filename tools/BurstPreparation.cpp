@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Proprietary
 #include "BurstPreparation.h"
 #include "DefectList.h"
-#include "StdoutSilencer.h"
+#include "StreamSilencer.h"
 
 #include "vision/superresolution/PsfSigmaEstimator.h"
+
+#include <unistd.h>
 
 #include <cstdio>
 
@@ -70,7 +72,7 @@ void BurstPreparation::estimateBlur_(const std::vector<cv::Mat_<float>>& frames)
     PsfSigmaEstimator estimator(frameSize_.width, frameSize_.height, window);
     PsfSigmaEstimator::Status status;
     {
-        StdoutSilencer quiet(!settings_.verbose);
+        StreamSilencer quiet(STDOUT_FILENO, !settings_.verbose);
         status = estimator.estimate(last, std::min(settings_.reference, window - 1));
     }
     char text[160];

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Proprietary
 #include "DefectList.h"
+#include "BadPixelLists.h"
 #include "ImageFiles.h"
 #include "ToolError.h"
 
@@ -83,12 +84,21 @@ std::vector<cv::Point> readCsv(std::istream& in, const std::string& path) {
     return pixels;
 }
 
-// The formats by extension; the bad-pixel lists of vsr badpixels (.yml, .json) join here.
+// A list of vsr badpixels through OpenCV's FileStorage: the first two columns are x and y.
+std::vector<cv::Point> readStoredList(std::istream&, const std::string& path) {
+    const cv::Mat_<unsigned short> list = readBadPixelList(path);
+    std::vector<cv::Point> pixels;
+    for (int row = 0; row < list.rows; ++row) pixels.emplace_back(list(row, 0), list(row, 1));
+    return pixels;
+}
+
+// The formats by extension; a .csv of vsr badpixels names its x and y columns in its header.
 struct Format {
     const char* extension;
     std::vector<cv::Point> (*read)(std::istream&, const std::string&);
 };
-const Format kFormats[] = {{".csv", readCsv}};
+const Format kFormats[] = {{".csv", readCsv}, {".yml", readStoredList}, {".yaml", readStoredList},
+                           {".json", readStoredList}};
 
 }  // namespace
 
@@ -102,7 +112,9 @@ std::vector<cv::Point> readDefectList(const std::string& path) {
         if (!in) throw unreadable(path, "cannot open it");
         return format.read(in, path);
     }
-    throw unreadable(path, "unsupported defect list format (a .csv file of x,y or index,x,y lines)");
+    throw unreadable(path,
+                     "unsupported defect list format (a .csv file of x,y or index,x,y lines, or a list of vsr "
+                     "badpixels: .csv, .yml, .yaml or .json)");
 }
 
 void requireInside(const std::vector<cv::Point>& pixels, cv::Size frame, const std::string& path) {

@@ -251,7 +251,7 @@ void addRunCommand(CLI::App& vsr) {
     run->add_option("--stuck-pixels", options->stuckPixels,
                     "stuck sensor pixels: auto finds them in the burst (a video's first window) and repairs them in "
                     "every frame, off leaves the frames alone, or a defect list to repair (.csv of x,y or index,x,y "
-                    "lines, such as vsr simulate's stuck_pixels.csv) (default auto)")
+                    "lines, such as vsr simulate's stuck_pixels.csv, or a list of vsr badpixels) (default auto)")
         ->check(CLI::Validator(
             [](std::string& text) {
                 if (text == "auto" || text == "off") return std::string();

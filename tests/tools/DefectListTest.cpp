@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Proprietary
 #include "DefectList.h"
+#include "BadPixelLists.h"
 #include "TempFolder.h"
 #include "ToolError.h"
 
@@ -29,12 +30,20 @@ TEST(DefectList, ReadsPairsTriplesAndNamedColumns) {
         std::ofstream(folder / "list.csv") << row.text;
         EXPECT_EQ(readDefectList(folder / "list.csv"), row.pixels);
     }
+    // The lists of vsr badpixels: x and y lead each row of ten.
+    cv::Mat_<unsigned short> list(2, 10, static_cast<unsigned short>(1));
+    list(0, 0) = 7, list(0, 1) = 3, list(1, 0) = 12, list(1, 1) = 40;
+    for (const char* name : {"bad.yml", "bad.json", "bad.csv"}) {
+        SCOPED_TRACE(name);
+        writeBadPixelList(folder / name, list);
+        EXPECT_EQ(readDefectList(folder / name), (std::vector<cv::Point>{{7, 3}, {12, 40}}));
+    }
 }
 
 TEST(DefectList, RejectsWhatItCannotUseInOneLine) {
     const TempFolder folder;
-    const std::string csv = folder / "list.csv", yml = folder / "list.yml";
-    std::ofstream(yml) << "pixels: []\n";
+    const std::string csv = folder / "list.csv", txt = folder / "list.txt";
+    std::ofstream(txt) << "1,2\n";
     struct Row {
         std::string text, path, message;
     };
@@ -44,7 +53,9 @@ TEST(DefectList, RejectsWhatItCannotUseInOneLine) {
         {"1,2,3,4\n", csv, "cannot read '" + csv + "': line 1: expected x,y or index,x,y, got '1,2,3,4'"},
         {"row,column\n1,2\n", csv, "cannot read '" + csv + "': line 1: a header must name the columns x and y, got 'row,column'"},
         {"x,y\n-1,2\n", csv, "cannot read '" + csv + "': line 2: expected whole pixel coordinates from 0, got '-1,2'"},
-        {"", yml, "cannot read '" + yml + "': unsupported defect list format (a .csv file of x,y or index,x,y lines)"},
+        {"", txt,
+         "cannot read '" + txt + "': unsupported defect list format (a .csv file of x,y or index,x,y lines, or a "
+         "list of vsr badpixels: .csv, .yml, .yaml or .json)"},
         {"", folder / "none.csv", "cannot read '" + (folder / "none.csv") + "': no such file"},
     };
     for (const Row& row : rows) {
