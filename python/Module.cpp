@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 // The extension module vision_superresolution._core; the package's __init__.py
 // adds super_resolve() on top.
+#include "BurstTools.h"
 #include "Engine.h"
 
 #include <pybind11/numpy.h>
@@ -105,6 +106,7 @@ time; the GIL is released while the engine computes.)";
 }  // namespace
 
 PYBIND11_MODULE(_core, m) {
+    vorel::python::addBurstTools(m);
     m.doc() = "The super-resolution engine for numpy arrays; see vision_superresolution.";
     m.attr("__version__") = VSR_VERSION;
     m.attr("registrations") = py::tuple(py::cast(Engine::registrations()));

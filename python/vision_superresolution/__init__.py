@@ -19,16 +19,24 @@ import warnings
 
 import numpy
 
-from ._core import Engine, Outcome, __version__, registrations
+from ._core import (Engine, Outcome, __version__, estimate_psf_sigma, find_stuck_pixels, registrations,
+                    repair_stuck_pixels)
 
-__all__ = ["Engine", "Outcome", "registrations", "super_resolve", "__version__"]
+__all__ = ["Engine", "Outcome", "registrations", "super_resolve", "find_stuck_pixels", "repair_stuck_pixels",
+           "estimate_psf_sigma", "__version__"]
 
 
-def super_resolve(frames, **options):
+def super_resolve(frames, *, stuck_pixels="off", **options):
     """Super-resolves a burst: one image of twice the width and height.
 
     frames: a sequence of C-contiguous float32 arrays of equal shape
     (rows x columns), or a C-contiguous float32 array of frames x rows x columns.
+    stuck_pixels: "off" (default), "auto" to find sensor pixels stuck in every
+    frame and repair them first (find_stuck_pixels), or a list of (x, y) pixels
+    to repair. psf_sigma="auto" estimates the blur from the burst
+    (estimate_psf_sigma). Where the burst is too short or too flat for either,
+    a RuntimeWarning says so and the defaults apply. The caller's frames are
+    not changed.
     options: those of Engine; the window defaults to the number of frames, the
     reference frame to the fourth-newest (or the oldest of fewer frames).
 
@@ -43,6 +51,8 @@ def super_resolve(frames, **options):
     if len(shape) != 2:
         raise ValueError(f"frames must be 2-D (rows x columns), got shape {shape}")
     options.setdefault("window", len(frames))
+    if stuck_pixels != "off" or options.get("psf_sigma") == "auto":
+        frames = _prepared(frames, stuck_pixels, options)
     engine = Engine(shape[1], shape[0], **options)
     if len(frames) < engine.window:
         raise ValueError(f"{len(frames)} frames are fewer than the window of {engine.window}")
@@ -53,3 +63,25 @@ def super_resolve(frames, **options):
             issued.add(warning)
             warnings.warn(warning, RuntimeWarning, stacklevel=2)
     return engine.result
+
+
+def _prepared(frames, stuck_pixels, options):
+    """A repaired copy of the burst, with psf_sigma set when it was asked to be estimated."""
+    burst = numpy.stack(frames)
+    if stuck_pixels == "auto":
+        try:
+            stuck_pixels = find_stuck_pixels(burst)
+        except ValueError as reason:
+            warnings.warn(f"{reason}; frames used as they are", RuntimeWarning, stacklevel=3)
+            stuck_pixels = []
+    if len(stuck_pixels):
+        repair_stuck_pixels(burst, [(int(x), int(y)) for x, y in stuck_pixels])
+    if options.get("psf_sigma") == "auto":
+        window = burst[-options["window"]:]
+        reference = options.get("reference")
+        try:
+            options["psf_sigma"] = estimate_psf_sigma(window, 3 if reference is None else reference)
+        except ValueError as reason:
+            warnings.warn(f"{reason}; the default blur applies", RuntimeWarning, stacklevel=3)
+            del options["psf_sigma"]
+    return list(burst)

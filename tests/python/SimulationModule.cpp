@@ -35,7 +35,7 @@ PYBIND11_MODULE(_vsr_testing, m) {
     m.def(
         "burst",
         [](int width, int height, int frames, int reference, std::uint64_t seed, const std::string& scene,
-           float maxShift) {
+           float maxShift, int stuck) {
             BurstSettings settings;
             settings.frameSize = cv::Size(width, height);
             settings.frames = frames;
@@ -43,6 +43,7 @@ PYBIND11_MODULE(_vsr_testing, m) {
             settings.seed = seed;
             settings.scene = sceneFromName(scene);
             settings.maxShift = maxShift;
+            settings.stuckPixels = stuck;
             const Burst burst = BurstSimulator(settings).simulate();
             py::list list;
             for (const auto& frame : burst.frames) list.append(toArray(frame));
@@ -54,7 +55,7 @@ PYBIND11_MODULE(_vsr_testing, m) {
             return py::make_tuple(list, toArray(burst.truth), shifts);
         },
         py::arg("width"), py::arg("height"), py::arg("frames") = 5, py::arg("reference") = 1, py::arg("seed") = 1,
-        py::arg("scene") = "building", py::arg("max_shift") = 1.5f,
+        py::arg("scene") = "building", py::arg("max_shift") = 1.5f, py::arg("stuck") = 0,
         "(frames, truth, shifts) of a simulated scene; truth in the reference frame's geometry.");
     m.def(
         "bicubic", [](const Image& frame) { return toArray(upsample(toMat(frame), cv::INTER_CUBIC)); },

@@ -126,3 +126,23 @@ def test_example_writes_result_and_preview(burst, tmp_path):
     np.testing.assert_array_equal(cv2.imread(str(tmp_path / "result.tif"), cv2.IMREAD_UNCHANGED),
                                   vsr.super_resolve(burst[0]))
     assert cv2.imread(str(tmp_path / "preview.png")).shape == (2 * H, 4 * W, 3)
+
+
+def test_stuck_pixels_are_found_and_repaired_before_the_engine():
+    frames, truth, _ = testing.burst(160, 120, stuck=20)
+    assert len(vsr.find_stuck_pixels(np.stack(frames))) == 20
+    before = [frame.copy() for frame in frames]
+    repaired = vsr.super_resolve(frames, stuck_pixels="auto")
+    assert all(np.array_equal(a, b) for a, b in zip(frames, before))  # the caller's frames stay as they were
+    assert testing.psnr(repaired, truth) > testing.psnr(testing.bicubic(frames[1]), truth) + 3.0
+    assert testing.psnr(repaired, truth) > testing.psnr(vsr.super_resolve(frames), truth) + 3.0
+
+
+def test_burst_helpers_fall_back_with_a_warning(burst):
+    frames, _, _ = burst
+    with pytest.warns(RuntimeWarning, match="too few frames"):
+        vsr.super_resolve(frames[:3], stuck_pixels="auto", psf_sigma="auto")
+    with pytest.raises(TypeError, match="float32"):
+        vsr.find_stuck_pixels(np.stack(frames).astype(np.float64))
+    sigma = vsr.estimate_psf_sigma(np.stack(frames), 3)
+    assert 0.3 < sigma < 1.5
