@@ -9,7 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev)
+PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libsimde-dev)
 OPTIONAL_PACKAGES=(libopencv-superres-dev)
 JOBS=$(nproc 2>/dev/null || echo 2)
 

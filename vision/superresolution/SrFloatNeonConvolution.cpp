@@ -54,8 +54,8 @@ void spreadRow(const float* work, const float32x4_t* pairs, int pairCount, const
     int c = 0;
     for (; c + 4 <= fullWidth; c += 4) {
         const int m = c / 2;
-        float32x4_t sum = Accumulate ? vmlaq_f32(vld1q_f32(out + c), widened(m), pairs[0])
-                                     : vmulq_f32(widened(m), pairs[0]);
+        float32x4_t sum =
+            Accumulate ? vmlaq_f32(vld1q_f32(out + c), widened(m), pairs[0]) : vmulq_f32(widened(m), pairs[0]);
         for (int n = 1; n < pairCount; ++n) sum = vmlaq_f32(sum, widened(m - n), pairs[n]);
         vst1q_f32(out + c, sum);
     }
@@ -87,16 +87,15 @@ void SrFloatNeonConvolution::fullConvFromSparse(float* in, float* kernelX, float
     backProject<false>(in, kernelX, kernelY, mask, out);
 }
 
-void SrFloatNeonConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY, float* mask,
-                                                   float* out) {
+void SrFloatNeonConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY, float* mask, float* out) {
     backProject<true>(in, kernelX, kernelY, mask, out);
 }
 
 // Row by row: the vertical taps that reach full-size row r make one work row,
 // which the horizontal pass spreads into row r while it is still in cache.
 template <bool Accumulate>
-void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, const float* kernelY,
-                                         const float* mask, float* out) {
+void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const float* mask,
+                                         float* out) {
     const int lowSize = lowWidth * lowHeight;
     float* masked = workData;
     int p = 0;
