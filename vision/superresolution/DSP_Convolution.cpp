@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
+#include <type_traits>
 
 namespace vorel {
 namespace vision {
@@ -27,6 +28,10 @@ struct FilterSum<int> {
     using Sum = std::uint32_t;
     static int finish(Sum sum, int shift) { return std::clamp(static_cast<int>(sum) >> shift, -32768, 32767); }
 };
+
+// Products of two samples: short ones fit an int, int ones need 64 bits.
+template <typename T>
+using Product = std::conditional_t<sizeof(T) < sizeof(int), int, long long>;
 
 // Q30 to Q15, rounding toward zero.
 template <typename T>
@@ -131,7 +136,7 @@ void DSP_Convolution<T>::validCorrToSparse(T* in, T* kernelX, T* kernelY, T* out
         for (int j = 0; j < w; ++j) {
             T sum = 0;
             for (int k = 0; k < kernelWidth; ++k)
-                sum = static_cast<T>(sum + static_cast<long long>(row[k + step * j]) * kernelX[k] / divisor);
+                sum = static_cast<T>(sum + static_cast<Product<T>>(row[k + step * j]) * kernelX[k] / divisor);
             work[static_cast<std::size_t>(r) * w + j] = sum;
         }
     }
@@ -140,7 +145,7 @@ void DSP_Convolution<T>::validCorrToSparse(T* in, T* kernelX, T* kernelY, T* out
             T sum = 0;
             for (int k = 0; k < kernelHeight; ++k)
                 sum =
-                    static_cast<T>(sum + static_cast<long long>(work[static_cast<std::size_t>(k + step * i) * w + j]) *
+                    static_cast<T>(sum + static_cast<Product<T>>(work[static_cast<std::size_t>(k + step * i) * w + j]) *
                                              kernelY[k] / divisor);
             out[i * w + j] = sum;
         }
