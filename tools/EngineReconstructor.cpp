@@ -26,7 +26,8 @@ auto guarded(ExitCode code, Step step) -> decltype(step()) {
 
 }  // namespace
 
-EngineReconstructor::EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings)
+template <class Engine>
+EngineReconstructor<Engine>::EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings)
     : engine_(frameSize.width, frameSize.height, settings.window, 2.0f), verbose_(settings.verbose) {
     guarded(ExitCode::Usage, [&] {
         // The C interface's defaults, so that both paths agree where the settings do not differ.
@@ -39,7 +40,8 @@ EngineReconstructor::EngineReconstructor(cv::Size frameSize, const Reconstructio
     });
 }
 
-Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
+template <class Engine>
+Outcome EngineReconstructor<Engine>::add(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> pixels = frame.isContinuous() ? frame : frame.clone();
     StdoutSilencer quiet(!verbose_);
     Outcome outcome;
@@ -57,6 +59,9 @@ Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
     }
     return outcome;
 }
+
+template class EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration2>>;
+template class EngineReconstructor<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>;
 
 }  // namespace tools
 }  // namespace vorel

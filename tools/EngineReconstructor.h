@@ -4,12 +4,15 @@
 #include "Reconstructor.h"
 
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatNeon.h"
 
 namespace vorel {
 namespace tools {
 
-/// Reconstruction with the C++ engine, for windows other than 5 and for the
-/// parameters that the C interface does not expose.
+/// Reconstruction with a C++ engine, for windows other than 5, for the
+/// parameters that the C interface does not expose and for the vector engine.
+/// Engine: SrFloat<SrFloatRegistration2> or SrFloatNeon<SrFloatNeonRegistration>.
+template <class Engine>
 class EngineReconstructor : public Reconstructor {
 public:
     EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings);
@@ -19,11 +22,14 @@ public:
     int window() const override { return engine_.getWindowSize(); }
 
 private:
-    vision::SrFloat<vision::SrFloatRegistration2> engine_;
+    Engine engine_;
     bool verbose_;
     int frames_ = 0;
     cv::Mat_<float> result_;
 };
+
+using FloatEngineReconstructor = EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration2>>;
+using VectorEngineReconstructor = EngineReconstructor<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>;
 
 }  // namespace tools
 }  // namespace vorel

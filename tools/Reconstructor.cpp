@@ -15,7 +15,8 @@ std::unique_ptr<Reconstructor> Reconstructor::create(cv::Size frameSize, const R
         throw ToolError(ExitCode::Usage,
                         "--camera cannot be combined with --window, --tv-weight, --iterations or --psf-sigma; "
                         "give the blur with --psf-sigma instead");
-    return std::make_unique<EngineReconstructor>(frameSize, settings);
+    if (settings.vectorEngine) return std::make_unique<VectorEngineReconstructor>(frameSize, settings);
+    return std::make_unique<FloatEngineReconstructor>(frameSize, settings);
 }
 
 std::string Outcome::describe() const {

@@ -19,10 +19,15 @@ struct ReconstructionSettings {
     int iterations = 0;
     float psfSigma = 0.0f;
     bool verbose = false;  ///< let the library's timing lines through
+    /// The four-lane vector engine (SrFloatNeon) instead of the float engine; it
+    /// neither masks nor refills result pixels near defective frame pixels.
+    bool vectorEngine = false;
 
-    /// True when only the C++ engine can honour the settings; the C interface
-    /// has a fixed window of 5 and no setters for these parameters.
-    bool needsEngine() const { return window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f; }
+    /// True when only a C++ engine can honour the settings; the C interface
+    /// has a fixed window of 5, no setters for these parameters and no vector engine.
+    bool needsEngine() const {
+        return vectorEngine || window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f;
+    }
 };
 
 /// What one added frame led to.
