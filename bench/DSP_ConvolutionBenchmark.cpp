@@ -47,10 +47,6 @@ struct Operands {
         for (float v : values) fixed.push_back(static_cast<T>(v * scale));
         return fixed;
     }
-
-    void finish(benchmark::State& state) const {
-        state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(4 * w * h));  // output pixels
-    }
 };
 
 // fullConvFromSparse reports its coefficients on every call; the report goes to a sink.
@@ -65,24 +61,41 @@ private:
     std::streambuf* previous;
 };
 
-void BM_SrFloatConvolutionFullConvFromSparse(benchmark::State& state) {
-    Operands o(state);
-    SrFloatConvolution conv(2 * o.w, 2 * o.h, 6, 6, 2.0f);
+// Times `run` on the operands, one call per iteration; `output` is what it writes.
+template <typename Run>
+void timeOperator(benchmark::State& state, const Operands& o, const void* output, Run run) {
     for (auto _ : state) {
-        conv.fullConvFromSparse(o.low.data(), o.kernel.data(), o.kernel.data(), o.byteMask.data(), o.full.data());
-        benchmark::DoNotOptimize(o.full.data());
+        run();
+        benchmark::DoNotOptimize(output);
+        benchmark::ClobberMemory();
     }
-    o.finish(state);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(4 * o.w * o.h));  // output pixels
+}
+
+// The scalar and the vector float operators, with byte and float masks.
+template <class Convolution, typename Mask>
+void floatBackProjection(benchmark::State& state, std::vector<Mask> Operands::*mask) {
+    Operands o(state);
+    Convolution conv(2 * o.w, 2 * o.h, 6, 6, 2.0f);
+    float* k = o.kernel.data();
+    timeOperator(state, o, o.full.data(),
+                 [&] { conv.fullConvFromSparse(o.low.data(), k, k, (o.*mask).data(), o.full.data()); });
+}
+
+template <class Convolution>
+void floatCorrelation(benchmark::State& state) {
+    Operands o(state);
+    Convolution conv(2 * o.w, 2 * o.h, 6, 6, 2.0f);
+    float* k = o.kernel.data();
+    timeOperator(state, o, o.low.data(), [&] { conv.validCorrToSparse(o.full.data(), k, k, o.low.data()); });
+}
+
+void BM_SrFloatConvolutionFullConvFromSparse(benchmark::State& state) {
+    floatBackProjection<SrFloatConvolution>(state, &Operands::byteMask);
 }
 
 void BM_SrFloatNeonConvolutionFullConvFromSparse(benchmark::State& state) {
-    Operands o(state);
-    SrFloatNeonConvolution conv(2 * o.w, 2 * o.h, 6, 6, 2.0f);
-    for (auto _ : state) {
-        conv.fullConvFromSparse(o.low.data(), o.kernel.data(), o.kernel.data(), o.floatMask.data(), o.full.data());
-        benchmark::DoNotOptimize(o.full.data());
-    }
-    o.finish(state);
+    floatBackProjection<SrFloatNeonConvolution>(state, &Operands::floatMask);
 }
 
 template <typename T>
@@ -92,32 +105,16 @@ void BM_DSP_ConvolutionFullConvFromSparse(benchmark::State& state) {
     std::vector<T> in = Operands::q15<T>(o.low, 1000.0f), kernel = Operands::q15<T>(o.kernel, 32767.0f);
     std::vector<T> out(o.full.size());
     QuietCout quiet;
-    for (auto _ : state) {
+    timeOperator(state, o, out.data(), [&] {
         conv.fullConvFromSparse(in.data(), kernel.data(), kernel.data(), o.byteMask.data(), out.data());
-        benchmark::DoNotOptimize(out.data());
         quiet.clear();
-    }
-    o.finish(state);
+    });
 }
 
-void BM_SrFloatConvolutionValidCorrToSparse(benchmark::State& state) {
-    Operands o(state);
-    SrFloatConvolution conv(2 * o.w, 2 * o.h, 6, 6, 2.0f);
-    for (auto _ : state) {
-        conv.validCorrToSparse(o.full.data(), o.kernel.data(), o.kernel.data(), o.low.data());
-        benchmark::DoNotOptimize(o.low.data());
-    }
-    o.finish(state);
-}
+void BM_SrFloatConvolutionValidCorrToSparse(benchmark::State& state) { floatCorrelation<SrFloatConvolution>(state); }
 
 void BM_SrFloatNeonConvolutionValidCorrToSparse(benchmark::State& state) {
-    Operands o(state);
-    SrFloatNeonConvolution conv(2 * o.w, 2 * o.h, 6, 6, 2.0f);
-    for (auto _ : state) {
-        conv.validCorrToSparse(o.full.data(), o.kernel.data(), o.kernel.data(), o.low.data());
-        benchmark::DoNotOptimize(o.low.data());
-    }
-    o.finish(state);
+    floatCorrelation<SrFloatNeonConvolution>(state);
 }
 
 template <typename T>
@@ -127,11 +124,8 @@ void BM_DSP_ConvolutionValidCorrToSparse(benchmark::State& state) {
     std::vector<T> in = Operands::q15<T>(o.full, 1000.0f), kernel = Operands::q15<T>(o.kernel, 32767.0f);
     std::vector<T> out(o.low.size());
     conv.setFilterScale(32767);
-    for (auto _ : state) {
-        conv.validCorrToSparse(in.data(), kernel.data(), kernel.data(), out.data());
-        benchmark::DoNotOptimize(out.data());
-    }
-    o.finish(state);
+    timeOperator(state, o, out.data(),
+                 [&] { conv.validCorrToSparse(in.data(), kernel.data(), kernel.data(), out.data()); });
 }
 
 BENCHMARK(BM_SrFloatConvolutionFullConvFromSparse)->Args({320, 240});

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/DSP_Convolution.h"
 
+#include "vorel/Dispatch.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
@@ -13,7 +15,8 @@ namespace {
 
 // How the 3 x 3 filter adds its products: short keeps a 16-bit sum that wraps,
 // as the 16-bit processors it was written for do; int keeps 32 bits and
-// saturates the shifted sum to 16 bits. Unsigned sums make the wrap defined.
+// saturates the shifted sum to 16 bits. Unsigned arithmetic makes the wrap
+// defined; a product modulo 2^32 is all that either sum keeps of it.
 template <typename T>
 struct FilterSum;
 
@@ -28,6 +31,29 @@ struct FilterSum<int> {
     using Sum = std::uint32_t;
     static int finish(Sum sum, int shift) { return std::clamp(static_cast<int>(sum) >> shift, -32768, 32767); }
 };
+
+template <typename T>
+void filterRun(const T* in, T* out, int count, int pitch, const T* coeffs, T shift) {
+    using Sum = typename FilterSum<T>::Sum;
+    for (int k = 0; k < count; ++k) {
+        Sum sum = 0;
+        for (int a = 0; a < 3; ++a)
+            for (int b = 0; b < 3; ++b)
+                sum = static_cast<Sum>(sum + static_cast<std::uint32_t>(coeffs[3 * a + b]) *
+                                                 static_cast<std::uint32_t>(in[k + a * pitch + b]));
+        out[k] = FilterSum<T>::finish(sum, shift);
+    }
+}
+
+// Plain functions, so that the loop is also compiled for AVX2 (which multiplies 32-bit lanes).
+VOREL_DISPATCH_AVX2 void filter3x3(const short* in, short* out, int count, int pitch, const short* coeffs,
+                                   short shift) {
+    filterRun(in, out, count, pitch, coeffs, shift);
+}
+
+VOREL_DISPATCH_AVX2 void filter3x3(const int* in, int* out, int count, int pitch, const int* coeffs, int shift) {
+    filterRun(in, out, count, pitch, coeffs, shift);
+}
 
 // Products of two samples: short ones fit an int, int ones need 64 bits.
 template <typename T>
@@ -65,15 +91,7 @@ DSP_Convolution<T>::~DSP_Convolution() {
 
 template <typename T>
 void DSP_Convolution<T>::ImgConv3x3I16sC16s(const T* in, T* out, short count, short pitch, const T* coeffs, T shift) {
-    using Sum = typename FilterSum<T>::Sum;
-    for (int k = 0; k < count; ++k) {
-        Sum sum = 0;
-        for (int a = 0; a < 3; ++a)
-            for (int b = 0; b < 3; ++b)
-                sum = static_cast<Sum>(
-                    sum + static_cast<Sum>(static_cast<long long>(coeffs[3 * a + b]) * in[k + a * pitch + b]));
-        out[k] = FilterSum<T>::finish(sum, shift);
-    }
+    filter3x3(in, out, count, pitch, coeffs, shift);
 }
 
 // For factor 2 the 6-tap kernel splits into four 3 x 3 kernels, one per output
