@@ -4,6 +4,7 @@
 #   ./dev.sh build           configure and build (Release) into build/
 #   ./dev.sh test            deps + build + run the whole test suite
 #   ./dev.sh test --sanitize the same with AddressSanitizer and UBSan, in build-sanitize/
+#   ./dev.sh test --aarch64  cross-build for 64-bit ARM into build-aarch64/, run the tests under qemu-user
 #   ./dev.sh demo            deps + build + super-resolve the built-in demo burst
 #   ./dev.sh bench           deps + build + micro-benchmarks, then the method comparison
 #                            (bench/compare/comparison.txt and .png)
@@ -12,8 +13,14 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libcli11-dev
-  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev clang libclang-rt-14-dev)
+  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev clang libclang-rt-14-dev
+  libsimde-dev)
 OPTIONAL_PACKAGES=(libopencv-superres-dev libfftw3-dev)
+# The ARM cross build: Debian's cross compiler, the emulator, and the arm64 development
+# packages beside the native ones. Not libopencv-dev:arm64: it would replace the native
+# libopencv-dev; the module packages install side by side (cmake/aarch64-linux-gnu.cmake).
+AARCH64_PACKAGES=(crossbuild-essential-arm64 qemu-user libopencv-core-dev:arm64 libopencv-imgproc-dev:arm64
+  libopencv-video-dev:arm64 libgtest-dev:arm64)
 JOBS=$(nproc 2>/dev/null || echo 2)
 
 missing_packages() {
@@ -50,6 +57,26 @@ deps() {
       echo "dev.sh: apt-get could not install: $missing" >&2
       exit 1
     fi
+  fi
+}
+
+deps_aarch64() {
+  local missing sudo=""
+  missing=$(missing_packages "${AARCH64_PACKAGES[@]}")
+  [ -z "$missing" ] && return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null 2>&1; then
+      echo "dev.sh: missing packages: $missing; run as root (or install sudo) to install them." >&2
+      exit 1
+    fi
+    sudo="sudo"
+  fi
+  echo "dev.sh: installing $missing" >&2
+  export DEBIAN_FRONTEND=noninteractive
+  dpkg --print-foreign-architectures | grep -qx arm64 || $sudo dpkg --add-architecture arm64
+  if ! { $sudo apt-get update -qq && $sudo apt-get install -y -qq $missing >/dev/null; }; then
+    echo "dev.sh: apt-get could not install: $missing" >&2
+    exit 1
   fi
 }
 
@@ -92,6 +119,12 @@ case "$command" in
     if [ "${1:-}" = "--sanitize" ]; then
       build build-sanitize -DVSR_SANITIZE=ON -DVSR_BUILD_BENCH=OFF
       ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build-sanitize
+    elif [ "${1:-}" = "--aarch64" ]; then
+      # The library and its tests: the tool and its tests need OpenCV's codecs, which stay native.
+      deps_aarch64
+      build build-aarch64 -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake -DVSR_BUILD_TOOL=OFF \
+        -DVSR_BUILD_BENCH=OFF
+      run_tests build-aarch64
     else
       build build
       run_tests build

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatNeonMinimization.h"
 
 #include <benchmark/benchmark.h>
 
@@ -10,10 +11,13 @@
 namespace {
 
 using vorel::vision::SrFloatMinimization;
+using vorel::vision::SrFloatNeonMinimization;
 
 // A full window of textured frames with sub-pixel shifts; minimize() normalises
-// the frames in place, so every run starts again from the raw copies.
-void BM_SrFloatMinimizationMinimize(benchmark::State& state) {
+// the frames in place, so every run starts again from the raw copies. The
+// scalar and the vector minimiser (byte and float masks) run the same data.
+template <class Minimization, typename Mask>
+void minimizeBenchmark(benchmark::State& state) {
     const int w = static_cast<int>(state.range(0));
     const int h = static_cast<int>(state.range(1));
     const int n = 5;
@@ -27,7 +31,7 @@ void BM_SrFloatMinimizationMinimize(benchmark::State& state) {
         return smooth + 6.0f * block;
     };
     std::vector<std::vector<float>> raw(n, std::vector<float>(w * h));
-    std::vector<std::vector<char>> masks(n, std::vector<char>(w * h, 1));
+    std::vector<std::vector<Mask>> masks(n, std::vector<Mask>(w * h, 1));
     std::vector<cv::Point2f> shifts;
     for (int k = 0; k < n; ++k) {
         shifts.emplace_back(k == 0 ? 0.0f : shift(rng), k == 0 ? 0.0f : shift(rng));
@@ -35,12 +39,12 @@ void BM_SrFloatMinimizationMinimize(benchmark::State& state) {
     }
     std::vector<std::vector<float>> frames = raw;
     std::vector<float*> framePointers;
-    std::vector<char*> maskPointers;
+    std::vector<Mask*> maskPointers;
     for (int k = 0; k < n; ++k) {
         framePointers.push_back(frames[k].data());
         maskPointers.push_back(masks[k].data());
     }
-    SrFloatMinimization minimization(w, h, n, 2.0f);
+    Minimization minimization(w, h, n, 2.0f);
     std::vector<float> out(4 * w * h);
     int iterations = 0;
     for (auto _ : state) {
@@ -54,10 +58,16 @@ void BM_SrFloatMinimizationMinimize(benchmark::State& state) {
     state.counters["cg_iterations"] = iterations;
     state.SetItemsProcessed(state.iterations());
 }
+void BM_SrFloatMinimizationMinimize(benchmark::State& state) { minimizeBenchmark<SrFloatMinimization, char>(state); }
 BENCHMARK(BM_SrFloatMinimizationMinimize)
     ->Args({160, 120})
     ->Args({320, 240})
     ->Args({640, 480})
     ->Unit(benchmark::kMillisecond);
+
+void BM_SrFloatNeonMinimizationMinimize(benchmark::State& state) {
+    minimizeBenchmark<SrFloatNeonMinimization, float>(state);
+}
+BENCHMARK(BM_SrFloatNeonMinimizationMinimize)->Args({160, 120})->Args({320, 240})->Unit(benchmark::kMillisecond);
 
 }  // namespace

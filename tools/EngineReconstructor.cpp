@@ -28,46 +28,29 @@ auto guarded(ExitCode code, Step step) -> decltype(step()) {
 
 }  // namespace
 
-EngineReconstructor::Engine EngineReconstructor::makeEngine(cv::Size frameSize, int window,
-                                                            RegistrationMethod registration) {
-    if (registration == RegistrationMethod::PhaseCorrelation)
-        return Engine(std::in_place_index<1>, frameSize.width, frameSize.height, window, 2.0f);
-    return Engine(std::in_place_index<0>, frameSize.width, frameSize.height, window, 2.0f);
-}
-
-EngineReconstructor::EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings)
-    : engine_(makeEngine(frameSize, settings.window, settings.registration)), verbose_(settings.verbose) {
+template <class Engine>
+EngineReconstructor<Engine>::EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings)
+    : engine_(frameSize.width, frameSize.height, settings.window, 2.0f), verbose_(settings.verbose) {
     guarded(ExitCode::Usage, [&] {
-        std::visit(
-            [&](auto& engine) {
-                // The C interface's defaults, so that both paths agree where the settings do not differ.
-                engine.setReferenceIndex(settings.reference);
-                engine.setWeightTV(settings.tvWeight > 0.0f ? settings.tvWeight : 400.0f);
-                engine.setRegError(0.0001f);
-                engine.setRelativeResidue(0.007f);
-                if (settings.iterations > 0) engine.setMaxCGIters(settings.iterations);
-                if (settings.psfSigma > 0.0f) engine.setPsfSigma(settings.psfSigma);
-            },
-            engine_);
+        // The C interface's defaults, so that both paths agree where the settings do not differ.
+        engine_.setReferenceIndex(settings.reference);
+        engine_.setWeightTV(settings.tvWeight > 0.0f ? settings.tvWeight : 400.0f);
+        engine_.setRegError(0.0001f);
+        engine_.setRelativeResidue(0.007f);
+        if (settings.iterations > 0) engine_.setMaxCGIters(settings.iterations);
+        if (settings.psfSigma > 0.0f) engine_.setPsfSigma(settings.psfSigma);
     });
 }
 
-int EngineReconstructor::window() const {
-    return std::visit([](const auto& engine) { return engine.getWindowSize(); }, engine_);
-}
-
-Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
+template <class Engine>
+Outcome EngineReconstructor<Engine>::add(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> pixels = frame.isContinuous() ? frame : frame.clone();
     StreamSilencer quiet(STDOUT_FILENO, !verbose_);
     Outcome outcome;
-    outcome.code = guarded(ExitCode::Reconstruction, [&] {
-        return std::visit([&](auto& engine) { return engine.addFrame(pixels[0]); }, engine_);
-    });
+    outcome.code = guarded(ExitCode::Reconstruction, [&] { return engine_.addFrame(pixels[0]); });
     outcome.computed = ++frames_ >= window();
     if (!outcome.computed) return outcome;
-    const float value = guarded(ExitCode::Reconstruction, [&] {
-        return std::visit([&](auto& engine) { return engine.computeSR(result_); }, engine_);
-    });
+    const float value = guarded(ExitCode::Reconstruction, [&] { return engine_.computeSR(result_); });
     if (value == -998.0f) throw ToolError(ExitCode::Reconstruction, "the frames could not be registered");
     if (value == -6.0f || value == -3.0f || value == -2.0f) {
         outcome.code = static_cast<int>(value);
@@ -78,6 +61,10 @@ Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
     }
     return outcome;
 }
+
+template class EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration2>>;
+template class EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration1>>;
+template class EngineReconstructor<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>;
 
 }  // namespace tools
 }  // namespace vorel

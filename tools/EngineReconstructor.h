@@ -4,33 +4,34 @@
 #include "Reconstructor.h"
 
 #include "vision/superresolution/SrFloat.h"
-
-#include <variant>
+#include "vision/superresolution/SrFloatNeon.h"
 
 namespace vorel {
 namespace tools {
 
-/// Reconstruction with the C++ engine, for windows other than 5, for the
-/// parameters that the C interface does not expose, and for the choice of the
-/// registration.
+/// Reconstruction with a C++ engine, for windows other than 5, for the
+/// parameters that the C interface does not expose, for phase correlation and
+/// for the vector engine. Engine: SrFloat<SrFloatRegistration2>,
+/// SrFloat<SrFloatRegistration1> or SrFloatNeon<SrFloatNeonRegistration>.
+template <class Engine>
 class EngineReconstructor : public Reconstructor {
 public:
     EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings);
 
     Outcome add(const cv::Mat_<float>& frame) override;
     cv::Mat_<float> result() const override { return result_; }
-    int window() const override;
+    int window() const override { return engine_.getWindowSize(); }
 
 private:
-    using Engine =
-        std::variant<vision::SrFloat<vision::SrFloatRegistration2>, vision::SrFloat<vision::SrFloatRegistration1>>;
-    static Engine makeEngine(cv::Size frameSize, int window, RegistrationMethod registration);
-
     Engine engine_;
     bool verbose_;
     int frames_ = 0;
     cv::Mat_<float> result_;
 };
+
+using FloatEngineReconstructor = EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration2>>;
+using PhaseEngineReconstructor = EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration1>>;
+using VectorEngineReconstructor = EngineReconstructor<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>;
 
 }  // namespace tools
 }  // namespace vorel

@@ -16,7 +16,10 @@ std::unique_ptr<Reconstructor> Reconstructor::create(cv::Size frameSize, const R
         throw ToolError(ExitCode::Usage,
                         "--camera cannot be combined with --window, --tv-weight, --iterations or --psf-sigma; "
                         "give the blur with --psf-sigma instead");
-    return std::make_unique<EngineReconstructor>(frameSize, settings);
+    if (settings.vectorEngine) return std::make_unique<VectorEngineReconstructor>(frameSize, settings);
+    if (settings.registration == RegistrationMethod::PhaseCorrelation)
+        return std::make_unique<PhaseEngineReconstructor>(frameSize, settings);
+    return std::make_unique<FloatEngineReconstructor>(frameSize, settings);
 }
 
 std::string Outcome::describe() const {

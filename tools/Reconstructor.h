@@ -24,11 +24,15 @@ struct ReconstructionSettings {
     float psfSigma = 0.0f;
     RegistrationMethod registration = RegistrationMethod::Corners;
     bool verbose = false;  ///< let the library's timing lines through
+    /// The four-lane vector engine (SrFloatNeon) instead of the float engine; it
+    /// neither masks nor refills result pixels near defective frame pixels.
+    bool vectorEngine = false;
 
-    /// True when only the C++ engine can honour the settings; the C interface
-    /// has a fixed window of 5, corner tracking and no setters for these parameters.
+    /// True when only a C++ engine can honour the settings; the C interface has a
+    /// fixed window of 5, corner tracking, no setters for these parameters and no
+    /// vector engine.
     bool needsEngine() const {
-        return window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f ||
+        return vectorEngine || window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f ||
                registration != RegistrationMethod::Corners;
     }
 };

@@ -39,6 +39,7 @@ struct RunOptions {
     cv::Size rawSize;
     bool video = false;
     std::string registration = "corners";
+    std::string engine = "float";
     std::string stuckPixels = "auto";
     std::string psfSigma;  ///< a number, "auto" or empty
     ReconstructionSettings settings;
@@ -241,13 +242,21 @@ void addRunCommand(CLI::App& vsr) {
                 ""))
             ->type_name("S|auto"),
     };
-    engineOnly.push_back(
+    CLI::Option* registration =
         run->add_option("--registration", options->registration,
                         "how frames are aligned: corners (corner tracking, as the C interface; default) or phase "
                         "(phase correlation, for scenes with little to track; needs moves of about 1.5 pixels or more)")
             ->check(CLI::IsMember({"corners", "phase"}))
-            ->type_name("NAME"));
+            ->type_name("NAME");
+    CLI::Option* engine =
+        run->add_option("--engine", options->engine,
+                        "reconstruction engine: float (default) or vector, the four-lane vector engine; it does no "
+                        "bad-pixel repair of the result, so use it only for frames without defective pixels")
+            ->check(CLI::IsMember({"float", "vector"}))
+            ->type_name("NAME");
+    engineOnly.insert(engineOnly.end(), {registration, engine});
     for (CLI::Option* option : engineOnly) camera->excludes(option);
+    engine->excludes(registration);  // the vector engine tracks corners
     run->add_option("--stuck-pixels", options->stuckPixels,
                     "stuck sensor pixels: auto finds them in the burst (a video's first window) and repairs them in "
                     "every frame, off leaves the frames alone, or a defect list to repair (.csv of x,y or index,x,y "
@@ -267,6 +276,7 @@ void addRunCommand(CLI::App& vsr) {
     run->callback([options, reference] {
         ReconstructionSettings& settings = options->settings;
         if (options->registration == "phase") settings.registration = RegistrationMethod::PhaseCorrelation;
+        settings.vectorEngine = options->engine == "vector";
         if (!options->psfSigma.empty() && options->psfSigma != "auto")
             settings.psfSigma = std::strtof(options->psfSigma.c_str(), nullptr);
         if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);

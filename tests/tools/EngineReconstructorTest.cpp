@@ -41,9 +41,9 @@ TEST(EngineReconstructor, RunsTheChosenRegistration) {
     for (const auto& [method, expected] : rows) {
         SCOPED_TRACE(static_cast<int>(method));
         settings.registration = method;
-        EngineReconstructor reconstructor(burstSettings.frameSize, settings);
-        for (const cv::Mat_<float>& frame : burst.frames) reconstructor.add(frame);
-        EXPECT_EQ(cv::norm(reconstructor.result(), *expected, cv::NORM_INF), 0.0);
+        const auto reconstructor = Reconstructor::create(burstSettings.frameSize, settings);
+        for (const cv::Mat_<float>& frame : burst.frames) reconstructor->add(frame);
+        EXPECT_EQ(cv::norm(reconstructor->result(), *expected, cv::NORM_INF), 0.0);
     }
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Proprietary
 #include "Reconstructor.h"
+#include "BurstSimulator.h"
 #include "ToolError.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +24,7 @@ TEST(ReconstructionSettings, OnlyTheCInterfaceDefaultsAvoidTheEngine) {
     EXPECT_TRUE(with([](ReconstructionSettings& s) { s.tvWeight = 400.0f; }));
     EXPECT_TRUE(with([](ReconstructionSettings& s) { s.iterations = 8; }));
     EXPECT_TRUE(with([](ReconstructionSettings& s) { s.psfSigma = 0.683f; }));
+    EXPECT_TRUE(with([](ReconstructionSettings& s) { s.vectorEngine = true; }));
 }
 
 TEST(Outcome, DescribesEachResultInWords) {
@@ -41,6 +43,27 @@ TEST(Outcome, DescribesEachResultInWords) {
         EXPECT_EQ(text.substr(0, start.size()), start);
         EXPECT_EQ(text.empty(), start.empty());
     }
+}
+
+// Frames without defects: the vector engine's result is the float engine's, up to rounding.
+TEST(Reconstructor, VectorEngineReconstructsAsTheFloatEngine) {
+    BurstSettings burstSettings;
+    burstSettings.frameSize = {64, 48};
+    const Burst burst = BurstSimulator(burstSettings).simulate();
+    ReconstructionSettings settings;
+    settings.iterations = 8;
+    const auto floatEngine = Reconstructor::create(burstSettings.frameSize, settings);
+    settings.vectorEngine = true;
+    const auto vectorEngine = Reconstructor::create(burstSettings.frameSize, settings);
+    Outcome expected, actual;
+    for (const cv::Mat_<float>& frame : burst.frames) {
+        expected = floatEngine->add(frame);
+        actual = vectorEngine->add(frame);
+    }
+    ASSERT_TRUE(actual.computed);
+    EXPECT_EQ(actual.code, expected.code);
+    EXPECT_EQ(actual.quality, expected.quality);
+    EXPECT_LT(cv::norm(vectorEngine->result(), floatEngine->result(), cv::NORM_INF), 1e-3);
 }
 
 TEST(Reconstructor, RefusesTheCameraWithEngineOptions) {

@@ -113,6 +113,8 @@ TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
          "vsr run: --size: expects WIDTHxHEIGHT, e.g. 160x120, got '12by3' (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--size", "99999999999x1"},
          "vsr run: --size: sides must be between 1 and 1000000, got '99999999999x1' (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--engine", "vector", "--registration", "phase"},
+         "vsr run: --registration excludes --engine (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--registration", "edges"},
          "vsr run: --registration: edges not in {corners,phase} (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--camera", "k410 FOV 24", "--window", "7"},
@@ -303,6 +305,9 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     // Short windows take the oldest frame as reference unless told otherwise.
     const ProgramRun three = vsr({"run", args[1], args[2], args[3], "-o", folder / "three.tif", "--window", "3"});
     EXPECT_EQ(three.exitCode, 0) << three.err;
+    const ProgramRun vector = vsr({"run", args[1], args[2], args[3], args[4], args[5], "-o", folder / "vector.tif",
+                                   "--engine", "vector", "--stuck-pixels", "off"});
+    EXPECT_EQ(vector.exitCode, 0) << vector.err;
 
     // Phase correlation, on moves it can find.
     ASSERT_EQ(vsr({"simulate", "-o", folder / "moved", "--size", "64x48", "--scene", "star", "--max-shift", "3"})

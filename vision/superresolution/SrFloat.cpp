@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloat.h"
 
+#include "vision/superresolution/SrFloatNeonMinimization.h"
+#include "vision/superresolution/SrFloatNeonRegistration.h"
+
 #include "vorel/StopWatch.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iostream>
 
 namespace vorel {
@@ -19,10 +23,24 @@ int maxCountOnce(float factor) {
     return maxCount;
 }
 
+// Share of a frame's pixels that its mask leaves out: the sum of the signed
+// bytes, or the count of non-zero floats, against the pixel count.
+float unusedShare(char* mask, int rows, int cols) {
+    const cv::Mat_<signed char> bytes(rows, cols, reinterpret_cast<signed char*>(mask));
+    const float count = static_cast<float>(rows * cols);
+    return (count - static_cast<float>(cv::sum(bytes)[0])) / count;
+}
+
+float unusedShare(float* mask, int rows, int cols) {
+    const cv::Mat_<float> values(rows, cols, mask);  // OpenCV rejects a null mask here
+    const float count = static_cast<float>(rows * cols);
+    return (count - static_cast<float>(cv::countNonZero(values))) / count;
+}
+
 }  // namespace
 
-template <class Registration>
-SrFloat<Registration>::SrFloat(int width, int height, int numFrames, float factor)
+template <class Registration, class Minimization, typename Mask>
+SrFloat<Registration, Minimization, Mask>::SrFloat(int width, int height, int numFrames, float factor)
     : width(width),
       height(height),
       inputSize(width * height),
@@ -41,11 +59,11 @@ SrFloat<Registration>::SrFloat(int width, int height, int numFrames, float facto
     if (numFrames < 1) throw "Invalid reference index specified.";
     frames = new float*[numFrames];
     shiftedFrames = new float*[numFrames];
-    masks = new char*[numFrames];
+    masks = new Mask*[numFrames];
     for (int i = 0; i < numFrames; ++i) {
         frames[i] = new float[inputSize];
         shiftedFrames[i] = new float[inputSize];
-        masks[i] = new char[inputSize];
+        masks[i] = new Mask[inputSize];
     }
     estimate = new float[outputSize];
     shifts = new cv::Point2f[numFrames]();
@@ -53,8 +71,8 @@ SrFloat<Registration>::SrFloat(int width, int height, int numFrames, float facto
     minStructureThreshold = 2.0f;
 }
 
-template <class Registration>
-SrFloat<Registration>::~SrFloat() {
+template <class Registration, class Minimization, typename Mask>
+SrFloat<Registration, Minimization, Mask>::~SrFloat() {
     for (int i = 0; i < numFrames; ++i) {
         delete[] frames[i];
         delete[] shiftedFrames[i];
@@ -67,8 +85,8 @@ SrFloat<Registration>::~SrFloat() {
     delete[] masks;
 }
 
-template <class Registration>
-SrFloat<Registration>& SrFloat<Registration>::operator=(const SrFloat& other) {
+template <class Registration, class Minimization, typename Mask>
+SrFloat<Registration, Minimization, Mask>& SrFloat<Registration, Minimization, Mask>::operator=(const SrFloat& other) {
     if (this == &other) return *this;
     width = other.width;
     height = other.height;
@@ -93,19 +111,19 @@ SrFloat<Registration>& SrFloat<Registration>::operator=(const SrFloat& other) {
     return *this;
 }
 
-template <class Registration>
-int SrFloat<Registration>::addFrame(const float* frame) {
+template <class Registration, class Minimization, typename Mask>
+int SrFloat<Registration, Minimization, Mask>::addFrame(const float* frame) {
     const int result = loadFrame(frame);
     return result < 0 ? result : 0;
 }
 
-template <class Registration>
-int SrFloat<Registration>::addFrame(const cv::Mat_<float>& frame) {
+template <class Registration, class Minimization, typename Mask>
+int SrFloat<Registration, Minimization, Mask>::addFrame(const cv::Mat_<float>& frame) {
     return addFrame(frame[0]);
 }
 
-template <class Registration>
-int SrFloat<Registration>::loadFrame(const float* frame) {
+template <class Registration, class Minimization, typename Mask>
+int SrFloat<Registration, Minimization, Mask>::loadFrame(const float* frame) {
     if (frameCount >= numFrames) {
         // The oldest block is reused for the newest frame.
         std::rotate(frames, frames + 1, frames + numFrames);
@@ -129,34 +147,34 @@ int SrFloat<Registration>::loadFrame(const float* frame) {
     return repair < 0 ? repair : 0;
 }
 
-template <class Registration>
-void SrFloat<Registration>::saveFrame(float* out) const {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::saveFrame(float* out) const {
     std::copy_n(estimate, outputSize, out);
 }
 
-template <class Registration>
-void SrFloat<Registration>::getMasks(std::vector<cv::Mat_<unsigned char>>& out) const {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::getMasks(std::vector<cv::Mat_<unsigned char>>& out) const {
     out.resize(static_cast<std::size_t>(numFrames));
     for (int i = 0; i < numFrames; ++i) {
         out[i].create(height, width);
-        std::copy_n(masks[i], inputSize, reinterpret_cast<char*>(out[i].data));
+        std::memcpy(out[i].data, masks[i], static_cast<std::size_t>(inputSize));
     }
 }
 
-template <class Registration>
-void SrFloat<Registration>::getCompleteShifts(std::vector<cv::Point2f>& out) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::getCompleteShifts(std::vector<cv::Point2f>& out) {
     registration.getCompleteShifts(out);
 }
 
-template <class Registration>
-float SrFloat<Registration>::computeSR(cv::Mat_<float>& out) {
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::computeSR(cv::Mat_<float>& out) {
     if (out.rows != outputHeight || out.cols != outputWidth || !out.data) out.create(outputHeight, outputWidth);
     return computeSR(out[0]);
 }
 
-template <class Registration>
-float SrFloat<Registration>::computeSR(float* out) {
-    const int maxCount = maxCountOnce(factor);
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::computeSR(float* out) {
+    const int maxCount = sampleCap_();
     const int n = frameCount;
 
     std::cout << "++++++++++ SrFloat ++++++++++\n";
@@ -167,19 +185,9 @@ float SrFloat<Registration>::computeSR(float* out) {
     std::cout << " registration:         " << watch.stop() * 1000.0 << "[ms]\n";
 
     std::vector<cv::Point2f> completeShifts;
-    registration.getCompleteShifts(completeShifts);
-    bool largeDisplacement = false;
-    bool tooManyMasked = false;
-    const float limit = static_cast<float>(height / 10);
     watch.start();
-    for (int i = 0; i < n; ++i) {
-        if (std::fabs(completeShifts[i].x) > limit || std::fabs(completeShifts[i].y) > limit) largeDisplacement = true;
-        const cv::Mat_<signed char> mask(height, width, reinterpret_cast<signed char*>(masks[i]));
-        const float count = static_cast<float>(mask.rows * mask.cols);
-        if ((count - static_cast<float>(cv::sum(mask)[0])) / count >= 0.5f) tooManyMasked = true;
-    }
+    const int status = checkWindow_(n, completeShifts);
     std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]\n";
-    const int status = largeDisplacement ? -6 : (tooManyMasked ? -3 : 0);
 
     watch.start();
     const int iterations = minimization.minimize(n, ref, shiftedFrames, shifts, masks, estimate);
@@ -202,12 +210,30 @@ float SrFloat<Registration>::computeSR(float* out) {
     return value;
 }
 
+template <class Registration, class Minimization, typename Mask>
+int SrFloat<Registration, Minimization, Mask>::sampleCap_() const {
+    return maxCountOnce(factor);
+}
+
+template <class Registration, class Minimization, typename Mask>
+int SrFloat<Registration, Minimization, Mask>::checkWindow_(int n, std::vector<cv::Point2f>& completeShifts) {
+    registration.getCompleteShifts(completeShifts);
+    bool largeDisplacement = false;
+    bool tooManyMasked = false;
+    const float limit = static_cast<float>(height / 10);
+    for (int i = 0; i < n; ++i) {
+        if (std::fabs(completeShifts[i].x) > limit || std::fabs(completeShifts[i].y) > limit) largeDisplacement = true;
+        if (unusedShare(masks[i], height, width) >= 0.5f) tooManyMasked = true;
+    }
+    return largeDisplacement ? -6 : (tooManyMasked ? -3 : 0);
+}
+
 // How many frames cover each input pixel, capped at maxCount - 1 extra samples:
 // 1.0 when only one frame covers the grid, 2.0 when all do with factor 2. The
 // fixed 4 is the square of the factor 2 and stays even for other factors; an
 // uncovered pixel counts -1.
-template <class Registration>
-float SrFloat<Registration>::srFactor_(int n, int maxCount) const {
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::srFactor_(int n, int maxCount) const {
     long long total = 0;
     for (int p = 0; p < inputSize; ++p) {
         int count = 0;
@@ -217,76 +243,77 @@ float SrFloat<Registration>::srFactor_(int n, int maxCount) const {
     return static_cast<float>(static_cast<float>(total) / static_cast<float>(inputSize * 4) + 1.0);
 }
 
-template <class Registration>
-void SrFloat<Registration>::setReferenceIndex(int index) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setReferenceIndex(int index) {
     if (index < 0 || index >= numFrames) throw "Invalid reference index specified.";
     referenceIndex = index;
 }
 
 // The rejections are written as "reject when", so that a NaN passes them.
-template <class Registration>
-void SrFloat<Registration>::setRegError(float error) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setRegError(float error) {
     if (0.0f >= error || error > 1.0f) throw "Invalid maximum registration error specified.";
     registration.setRegError(error);
 }
 
-template <class Registration>
-void SrFloat<Registration>::setPsfSigma(float sigma) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setPsfSigma(float sigma) {
     if (0.0f >= sigma) throw "Invalid standard deviation of the sensor psf specified.";
     minimization.setPsfSigma(sigma);
 }
 
-template <class Registration>
-void SrFloat<Registration>::setWeightTV(float weight) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setWeightTV(float weight) {
     if (1.0f > weight) throw "Invalid total-variation term weight specified.";
     minimization.setWeightTV(weight);
 }
 
 // Rejected with the TV-weight text: hosts match on that text, so it stays.
-template <class Registration>
-void SrFloat<Registration>::setRelativeResidue(float residue) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setRelativeResidue(float residue) {
     if (1e-6 > static_cast<double>(residue)) throw "Invalid total-variation term weight specified.";
     minimization.setRelRes(residue);
 }
 
-template <class Registration>
-void SrFloat<Registration>::setMaxCGIters(int iterations) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setMaxCGIters(int iterations) {
     if (iterations < 1) throw "Invalid maximum number of iterations specified.";
     minimization.setMaxIter(iterations);
 }
 
-template <class Registration>
-void SrFloat<Registration>::setDataIsNUC(bool dataIsNUC) {
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setDataIsNUC(bool dataIsNUC) {
     badPixelHandling.setDataIsNUC(dataIsNUC);
 }
 
-template <class Registration>
-float SrFloat<Registration>::getRegError() const {
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::getRegError() const {
     return registration.getRegError();
 }
 
-template <class Registration>
-float SrFloat<Registration>::getPsfSigma() const {
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::getPsfSigma() const {
     return minimization.getPsfSigma();
 }
 
-template <class Registration>
-float SrFloat<Registration>::getWeightTV() const {
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::getWeightTV() const {
     return minimization.getWeightTV();
 }
 
-template <class Registration>
-float SrFloat<Registration>::getRelativeResidue() const {
+template <class Registration, class Minimization, typename Mask>
+float SrFloat<Registration, Minimization, Mask>::getRelativeResidue() const {
     return minimization.getRelRes();
 }
 
-template <class Registration>
-int SrFloat<Registration>::getMaxCGIters() const {
+template <class Registration, class Minimization, typename Mask>
+int SrFloat<Registration, Minimization, Mask>::getMaxCGIters() const {
     return minimization.getMaxIter();
 }
 
 template class SrFloat<SrFloatRegistration2>;
 template class SrFloat<SrFloatRegistration1>;
+template class SrFloat<SrFloatNeonRegistration, SrFloatNeonMinimization, float>;
 
 }  // namespace vision
 }  // namespace vorel

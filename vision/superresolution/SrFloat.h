@@ -24,7 +24,11 @@ namespace vision {
 /// written), -6 (large displacement) or
 /// -3 (too many masked pixels; both with the result written). Setters
 /// throw a plain C string (const char*) on an invalid value.
-template <class Registration>
+///
+/// Minimization and Mask choose the minimiser and the mask element type (1 =
+/// use a pixel, 0 = ignore it) that the registration fills; SrFloatNeon uses
+/// the float masks of its vector minimiser.
+template <class Registration, class Minimization = SrFloatMinimization, typename Mask = char>
 class VRLIB_API SrFloat {
 public:
     /// Throws "Invalid reference index specified." if numFrames < 1.
@@ -78,10 +82,16 @@ public:
     /// The registration object, for its own blur settings.
     Registration& getRegistration() { return registration; }
 
-private:
+protected:
     friend class SrFloatInspector;  // test access to the window and the srfactor
 
     int loadFrame(const float* frame);
+    /// The srfactor's sample cap, fixed once per process by the first reconstruction.
+    int sampleCap_() const;
+    /// Reads the registration's complete shifts and returns -6 when one exceeds
+    /// height / 10, else -3 when a frame's mask leaves out half of its pixels or
+    /// more, else 0.
+    int checkWindow_(int n, std::vector<cv::Point2f>& completeShifts);
     float srFactor_(int n, int maxCount) const;
 
     int width;
@@ -96,13 +106,13 @@ private:
     int referenceIndex;
     float minStructureThreshold;
     Registration registration;
-    SrFloatMinimization minimization;
+    Minimization minimization;
     SuperResolutionBadPixelHandling badPixelHandling;
     float** frames;
     float** shiftedFrames;
     float* estimate;
     cv::Point2f* shifts;
-    char** masks;
+    Mask** masks;
     int frameCount;
 };
 

@@ -2,104 +2,21 @@
 #pragma once
 
 #include "vorel/Export.h"
-
-#include <opencv2/core.hpp>
+#include "vision/superresolution/SrFloatMinimizationBase.h"
 
 namespace vorel {
 namespace vision {
 
-class SrFloatConvolution;
-
-/// TV-regularised reconstruction of one high-resolution image from a registered
-/// window of low-resolution frames.
-///
-/// minimize() solves (sum_k A_k' M_k A_k + L(x)) x = sum_k A_k' M_k y_k by
-/// conjugate gradients, where A_k blurs with frame k's shifted Gaussian PSF and
-/// samples on the sparse grid, M_k is frame k's mask and L the lagged-diffusivity
-/// TV operator, recomputed whenever a CG run converges, until the iteration
-/// budget is spent. Images inside are full size: (h*f + K - 1) rows by
-/// (w*f + K - 1) columns with K = 3*f taps per kernel.
-///
-/// All buffers are allocated by the constructor; minimize() allocates nothing.
-/// Nothing is validated here (the engine validates its parameters). Assignment
-/// is shallow on purpose: afterwards both objects share the source's buffers.
-class VRLIB_API SrFloatMinimization {
+/// The float engine's minimiser (see SrFloatMinimizationBase): byte masks, and
+/// full-size images kept in the column-phase order of SrFloatConvolution, in
+/// which both operators run over contiguous memory.
+class VRLIB_API SrFloatMinimization : public SrFloatMinimizationBase<SrFloatConvolution, char> {
 public:
     /// width, height: frame size; frameCount: largest window; factor: up-scaling.
     SrFloatMinimization(int width, int height, int frameCount, float factor);
-    ~SrFloatMinimization();
-    SrFloatMinimization(const SrFloatMinimization&) = delete;
-    SrFloatMinimization& operator=(const SrFloatMinimization& other);
-
-    /// Reconstructs into `out` ((int)(h*f) rows by (int)(w*f) columns) and returns
-    /// the number of CG iterations spent. Normalises `frames` in place by the
-    /// reference frame's mean and standard deviation. shifts are the frames'
-    /// sub-pixel shifts in input pixels; masks hold 1 for pixels to use.
-    int minimize(int nFrames, int refIndex, float** frames, cv::Point_<float>* shifts, char** masks, float* out);
-
-    float getEpsilon() const { return epsilon; }
-    void setEpsilon(float value);
-    int getMaxIter() const { return maxIter; }
-    void setMaxIter(int value) { maxIter = value; }
-    float getPsfSigma() const { return psfSigma; }
-    /// Stores sigma (high-resolution pixels) and rebuilds the base kernel.
-    void setPsfSigma(float sigma);
-    /// The base kernel of setPsfSigma: `kernelSize` taps (3 * factor for the
-    /// minimiser) of a Gaussian of `sigma` high-resolution pixels integrated over
-    /// each pixel, centred between taps kernelSize/2 - 1 and kernelSize/2, as
-    /// many taps on each side as the factor spans, normalised to sum 1. For
-    /// hosts that model the sensor as the minimiser does.
-    static void psfKernel(float sigma, float factor, int kernelSize, float* kernel);
-    float getRelRes() const { return relRes; }
-    void setRelRes(float value) { relRes = value; }
-    float getWeightTV() const { return weightTV; }
-    void setWeightTV(float value);
 
 private:
     friend class SrFloatMinimizationInspector;  // test access to the steps
-
-    void generatePsfs(int nFrames, cv::Point_<float>* shifts);
-    int conjugateGradients(int nFrames, char** masks, int budget);
-    void computeL();
-    void gradient(float* x, int nFrames, char** masks, float* out);
-    void applyTv(const float* x, float* out) const;
-    /// Index of a full-size pixel; full-size images are kept in column-phase order.
-    int fullIndex(int row, int column) const;
-    bool iteration(int k, int nFrames, char** masks);
-
-    int width;
-    int height;
-    int kernelSize;
-    int fullWidth;
-    int fullHeight;
-    int fullSize;
-    int frameCount;
-    float factor;
-    float psfSigma;
-    float weightTV;
-    float relRes;
-    int maxIter;
-    float* baseKernel;
-    float** psfX;
-    float** psfY;
-    SrFloatConvolution* convolution;
-    float* lowResScratch;
-    float* fullScratch;
-    float* rhs;
-    float* estimate;
-    float* couplingEast;
-    float* couplingSouth;
-    float* couplingSouthWest;
-    float* couplingSouthEast;
-    float* diagonal;
-    float* residual;
-    float* direction;
-    float* product;
-    float negInvWeightTV;
-    float epsilon;
-    float invEpsilon;
-    float residualNorm;
-    float invNormB;
 };
 
 }  // namespace vision

@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloat.h"
 
 #include "BurstSimulator.h"
+#include "tests/support/NoiselessBurst.h"
 #include "QualityMetrics.h"
 #include "vorel/Exception.h"
 
@@ -49,19 +50,12 @@ private:
 };
 
 std::vector<cv::Mat_<float>> burst(const std::vector<cv::Point2f>& shifts) {
-    tools::BurstSettings settings;
-    settings.frameSize = {width, height};
-    settings.blur = 0.5f;
-    settings.noise = 0.0f;
-    const tools::BurstSimulator scene(settings);
-    cv::RNG noise;
-    std::vector<cv::Mat_<float>> frames;
-    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, noise));
-    return frames;
+    return test::noiselessBurst({width, height}, shifts);
 }
 
+// No component at a half pixel, where registration on another processor may round the other way.
 const std::vector<cv::Point2f> subPixelShifts = {
-    {0.5f, 0.25f}, {0.0f, 0.0f}, {-0.25f, 0.5f}, {0.75f, -0.5f}, {0.25f, 0.875f}};
+    {0.625f, 0.25f}, {0.0f, 0.0f}, {-0.25f, 0.625f}, {0.75f, -0.625f}, {0.25f, 0.875f}};
 
 float compute(Engine& engine, const std::vector<cv::Mat_<float>>& frames, std::vector<float>& out,
               std::string* printed = nullptr) {
