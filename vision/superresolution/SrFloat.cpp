@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloat.h"
 
+#include "vision/superresolution/SrFloatWindowCheck.h"
 #include "vorel/StopWatch.h"
 
 #include <algorithm>
@@ -168,18 +169,9 @@ float SrFloat<Registration>::computeSR(float* out) {
 
     std::vector<cv::Point2f> completeShifts;
     registration.getCompleteShifts(completeShifts);
-    bool largeDisplacement = false;
-    bool tooManyMasked = false;
-    const float limit = static_cast<float>(height / 10);
     watch.start();
-    for (int i = 0; i < n; ++i) {
-        if (std::fabs(completeShifts[i].x) > limit || std::fabs(completeShifts[i].y) > limit) largeDisplacement = true;
-        const cv::Mat_<signed char> mask(height, width, reinterpret_cast<signed char*>(masks[i]));
-        const float count = static_cast<float>(mask.rows * mask.cols);
-        if ((count - static_cast<float>(cv::sum(mask)[0])) / count >= 0.5f) tooManyMasked = true;
-    }
+    const int status = SrFloatWindowCheck::status(n, completeShifts.data(), masks, width, height);
     std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]\n";
-    const int status = largeDisplacement ? -6 : (tooManyMasked ? -3 : 0);
 
     watch.start();
     const int iterations = minimization.minimize(n, ref, shiftedFrames, shifts, masks, estimate);
@@ -202,19 +194,9 @@ float SrFloat<Registration>::computeSR(float* out) {
     return value;
 }
 
-// How many frames cover each input pixel, capped at maxCount - 1 extra samples:
-// 1.0 when only one frame covers the grid, 2.0 when all do with factor 2. The
-// fixed 4 is the square of the factor 2 and stays even for other factors; an
-// uncovered pixel counts -1.
 template <class Registration>
 float SrFloat<Registration>::srFactor_(int n, int maxCount) const {
-    long long total = 0;
-    for (int p = 0; p < inputSize; ++p) {
-        int count = 0;
-        for (int i = 0; i < n; ++i) count += masks[i][p] != 0;
-        total += count < maxCount ? count - 1 : maxCount - 1;
-    }
-    return static_cast<float>(static_cast<float>(total) / static_cast<float>(inputSize * 4) + 1.0);
+    return SrFloatWindowCheck::effectiveFactor(n, masks, inputSize, maxCount);
 }
 
 template <class Registration>

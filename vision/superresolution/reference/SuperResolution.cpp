@@ -3,6 +3,7 @@
 
 #include "vision/superresolution/reference/SuperResolutionMinimization.h"
 #include "vision/superresolution/reference/SuperResolutionRegistration.h"
+#include "vision/superresolution/SrFloatWindowCheck.h"
 #include "vorel/Exception.h"
 #include "vorel/StopWatch.h"
 
@@ -224,18 +225,9 @@ float SuperResolution::computeSR(T* out) {
 
     std::vector<PointF>& complete = storage->referenceShifts;
     registration->getCompleteShifts(complete);
-    const float limit = static_cast<float>(height / 10);
-    bool largeDisplacement = false;
-    bool tooManyInvalid = false;
     watch.start();
-    for (int i = 0; i < n; ++i) {
-        if (std::fabs(complete[i].x) > limit || std::fabs(complete[i].y) > limit) largeDisplacement = true;
-        const cv::Mat_<unsigned char> mask(height, width, reinterpret_cast<unsigned char*>(masks[i]));
-        const float count = static_cast<float>(mask.rows * mask.cols);
-        if ((count - static_cast<float>(cv::sum(mask)[0])) / count >= 0.5f) tooManyInvalid = true;
-    }
+    const int status = SrFloatWindowCheck::status(n, complete.data(), masks, width, height);
     std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]" << std::endl;
-    const int status = largeDisplacement ? -6 : (tooManyInvalid ? -3 : 0);
 
     watch.start();
     const int iterations = minimization->minimize(n, ref, shiftedFrames, shifts, masks, result);
@@ -256,14 +248,7 @@ float SuperResolution::computeSR(T* out) {
 
     watch.start();
     saveFrame(out);
-    // Frames that cover a pixel beyond the saturation add nothing; an uncovered pixel counts -1.
-    long long total = 0;
-    for (int p = 0; p < inputSize; ++p) {
-        int count = 0;
-        for (int i = 0; i < n; ++i) count += masks[i][p] != 0;
-        total += std::min(count, saturation) - 1;
-    }
-    const float effective = static_cast<float>(total) / static_cast<float>(inputSize * 4) + 1.0f;
+    const float effective = SrFloatWindowCheck::effectiveFactor(n, masks, inputSize, saturation);
     const float value = status != 0 ? static_cast<float>(status) : effective;
     std::cout << " save+srfactor calc:   " << watch.stop() * 1000.0 << "[ms]" << std::endl;
     std::cout << "+++++++++++++++++++++++++++++" << std::endl;

@@ -3,6 +3,8 @@
 
 #include "BurstSimulator.h"
 #include "QualityMetrics.h"
+#include "tests/support/CoutCapture.h"
+#include "tests/support/ThrownText.h"
 #include "vorel/Exception.h"
 
 #include <gtest/gtest.h>
@@ -10,8 +12,6 @@
 
 #include <cmath>
 #include <functional>
-#include <iostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,25 +34,7 @@ namespace {
 
 const int width = 40, height = 30;
 
-// The engine's progress lines and printed taps stay out of the test log.
-class QuietCout {
-public:
-    QuietCout() : previous(std::cout.rdbuf(sink.rdbuf())) {}
-    ~QuietCout() { std::cout.rdbuf(previous); }
 
-private:
-    std::ostringstream sink;
-    std::streambuf* previous;
-};
-
-std::string thrownText(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const char* text) {
-        return text;
-    }
-    return "";
-}
 
 tools::BurstSimulator scene(cv::Size size) {
     tools::BurstSettings settings;
@@ -64,7 +46,7 @@ tools::BurstSimulator scene(cv::Size size) {
 }
 
 TEST(SuperResolution, SettersRejectWithTheirTexts) {
-    QuietCout quiet;
+    CoutCapture quiet;
     SuperResolution engine(width, height, 5, 2.0f);
     const std::string reference = "Invalid reference index specified.";
     const std::string tv = "Invalid total-variation term weight specified.";
@@ -99,7 +81,7 @@ TEST(SuperResolution, SettersRejectWithTheirTexts) {
 }
 
 TEST(SuperResolution, CalibrationRepairsUnusablePixelsFromNeighbours) {
-    QuietCout quiet;
+    CoutCapture quiet;
     SuperResolution engine(3, 3, 2, 2.0f);
     SuperResolutionInspector inspect(engine);
     // Gain 1 + x and offset 10 y, but the centre saw the same counts twice.
@@ -130,7 +112,7 @@ TEST(SuperResolution, CalibrationRepairsUnusablePixelsFromNeighbours) {
 }
 
 TEST(SuperResolution, ProcessFrame2BeforeCalibrationThrows) {
-    QuietCout quiet;
+    CoutCapture quiet;
     SuperResolution engine(width, height, 3, 2.0f);
     const std::vector<short> counts(width * height, 7);
     std::vector<float> out(engine.getOutputSize());
@@ -147,7 +129,7 @@ TEST(SuperResolution, ProcessFrame2BeforeCalibrationThrows) {
 }
 
 TEST(SuperResolution, FullWindowDropsTheOldestFrame) {
-    QuietCout quiet;
+    CoutCapture quiet;
     SuperResolution engine(width, height, 3, 2.0f);
     SuperResolutionInspector inspect(engine);
     for (int k = 1; k <= 4; ++k) {
@@ -162,7 +144,7 @@ TEST(SuperResolution, FullWindowDropsTheOldestFrame) {
 }
 
 TEST(SuperResolution, ShortFramesSkipBadPixelRepair) {
-    QuietCout quiet;
+    CoutCapture quiet;
     SuperResolution engine(width, height, 2, 2.0f);
     SuperResolutionInspector inspect(engine);
     // 6000 lies above the limit for degrees Celsius: a defect in a float frame.
@@ -176,7 +158,7 @@ TEST(SuperResolution, ShortFramesSkipBadPixelRepair) {
 }
 
 TEST(SuperResolution, ShortResultIsTheFloatResultTruncatedTowardZero) {
-    QuietCout quiet;
+    CoutCapture quiet;
     const tools::BurstSimulator simulator = scene({width, height});
     cv::RNG noise(1);
     SuperResolution floats(width, height, 3, 2.0f), shorts(width, height, 3, 2.0f);
@@ -215,7 +197,7 @@ TEST(SuperResolution, StatusCodesReportShiftsAndInvalidPixels) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        QuietCout quiet;
+        CoutCapture quiet;
         cv::RNG noise(2);
         SuperResolution engine(width, height, 3, 2.0f);
         engine.setReferenceIndex(2);
@@ -240,7 +222,7 @@ TEST(SuperResolution, StatusCodesReportShiftsAndInvalidPixels) {
 // Counts of a sensor with its own gain and offset per pixel, calibrated on two
 // uniform scenes, then super-resolved in degrees.
 TEST(SuperResolution, CountsToTemperaturesBeatBicubic) {
-    QuietCout quiet;
+    CoutCapture quiet;
     const int w = 80, h = 60, border = 6;
     const tools::BurstSimulator simulator = scene({w, h});
     cv::RNG rng(5);
