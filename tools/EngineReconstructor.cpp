@@ -28,15 +28,20 @@ auto guarded(ExitCode code, Step step) -> decltype(step()) {
 
 }  // namespace
 
-EngineReconstructor::Engine EngineReconstructor::makeEngine(cv::Size frameSize, int window,
-                                                            RegistrationMethod registration) {
-    if (registration == RegistrationMethod::PhaseCorrelation)
+EngineReconstructor::Engine EngineReconstructor::makeEngine(cv::Size frameSize, const ReconstructionSettings& settings) {
+    const int window = settings.window;
+    if (settings.referenceEngine) {
+        // It prints its pre-blur taps while it is built.
+        StreamSilencer quiet(STDOUT_FILENO, !settings.verbose);
+        return Engine(std::in_place_index<2>, frameSize.width, frameSize.height, window, 2.0f);
+    }
+    if (settings.registration == RegistrationMethod::PhaseCorrelation)
         return Engine(std::in_place_index<1>, frameSize.width, frameSize.height, window, 2.0f);
     return Engine(std::in_place_index<0>, frameSize.width, frameSize.height, window, 2.0f);
 }
 
 EngineReconstructor::EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings)
-    : engine_(makeEngine(frameSize, settings.window, settings.registration)), verbose_(settings.verbose) {
+    : engine_(makeEngine(frameSize, settings)), verbose_(settings.verbose) {
     guarded(ExitCode::Usage, [&] {
         std::visit(
             [&](auto& engine) {
@@ -66,7 +71,8 @@ Outcome EngineReconstructor::add(const cv::Mat_<float>& frame) {
     outcome.computed = ++frames_ >= window();
     if (!outcome.computed) return outcome;
     const float value = guarded(ExitCode::Reconstruction, [&] {
-        return std::visit([&](auto& engine) { return engine.computeSR(result_); }, engine_);
+        result_.create(2 * frame.rows, 2 * frame.cols);
+        return std::visit([&](auto& engine) { return engine.computeSR(result_[0]); }, engine_);
     });
     if (value == -998.0f) throw ToolError(ExitCode::Reconstruction, "the frames could not be registered");
     if (value == -6.0f || value == -3.0f || value == -2.0f) {

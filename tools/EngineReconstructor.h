@@ -4,6 +4,7 @@
 #include "Reconstructor.h"
 
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/reference/SuperResolution.h"
 
 #include <variant>
 
@@ -12,7 +13,7 @@ namespace tools {
 
 /// Reconstruction with the C++ engine, for windows other than 5, for the
 /// parameters that the C interface does not expose, and for the choice of the
-/// registration.
+/// registration or of the first-generation engine.
 class EngineReconstructor : public Reconstructor {
 public:
     EngineReconstructor(cv::Size frameSize, const ReconstructionSettings& settings);
@@ -22,9 +23,9 @@ public:
     int window() const override;
 
 private:
-    using Engine =
-        std::variant<vision::SrFloat<vision::SrFloatRegistration2>, vision::SrFloat<vision::SrFloatRegistration1>>;
-    static Engine makeEngine(cv::Size frameSize, int window, RegistrationMethod registration);
+    using Engine = std::variant<vision::SrFloat<vision::SrFloatRegistration2>,
+                                vision::SrFloat<vision::SrFloatRegistration1>, vision::SuperResolution>;
+    static Engine makeEngine(cv::Size frameSize, const ReconstructionSettings& settings);
 
     Engine engine_;
     bool verbose_;

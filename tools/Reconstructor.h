@@ -23,13 +23,14 @@ struct ReconstructionSettings {
     int iterations = 0;
     float psfSigma = 0.0f;
     RegistrationMethod registration = RegistrationMethod::Corners;
+    bool referenceEngine = false;  ///< the first-generation engine, with its own registration
     bool verbose = false;  ///< let the library's timing lines through
 
     /// True when only the C++ engine can honour the settings; the C interface
     /// has a fixed window of 5, corner tracking and no setters for these parameters.
     bool needsEngine() const {
         return window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f ||
-               registration != RegistrationMethod::Corners;
+               registration != RegistrationMethod::Corners || referenceEngine;
     }
 };
 

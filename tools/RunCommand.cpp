@@ -38,6 +38,7 @@ struct RunOptions {
     cv::Size rawSize;
     bool video = false;
     std::string registration = "corners";
+    std::string engine = "float";
     ReconstructionSettings settings;
 };
 
@@ -193,12 +194,19 @@ void addRunCommand(CLI::App& vsr) {
                         "(phase correlation, for scenes with little to track; needs moves of about 1.5 pixels or more)")
             ->check(CLI::IsMember({"corners", "phase"}))
             ->type_name("NAME"));
+    engineOnly.push_back(
+        run->add_option("--engine", options->engine,
+                        "float (default) or reference (the first-generation engine, with its own phase-correlation "
+                        "registration; --registration does not apply)")
+            ->check(CLI::IsMember({"float", "reference"}))
+            ->type_name("NAME"));
     for (CLI::Option* option : engineOnly) camera->excludes(option);
     run->add_flag("--verbose", settings.verbose, "let the library's timing lines through");
 
     run->callback([options, reference] {
         ReconstructionSettings& settings = options->settings;
         if (options->registration == "phase") settings.registration = RegistrationMethod::PhaseCorrelation;
+        settings.referenceEngine = options->engine == "reference";
         if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);
         else if (settings.reference >= settings.window)
             throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +
