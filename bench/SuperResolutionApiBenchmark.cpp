@@ -1,43 +1,20 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/api/vision_superresolution.h"
 
-#include "BurstSimulator.h"
+#include "BenchmarkBurst.h"
 
 #include <benchmark/benchmark.h>
 
-#include <iostream>
-#include <streambuf>
 #include <vector>
 
 namespace {
 
-// Swallows the library's timing lines for the life of the object.
-class QuietCout {
-public:
-    QuietCout() : previous(std::cout.rdbuf(&sink)) {}
-    ~QuietCout() { std::cout.rdbuf(previous); }
-
-private:
-    struct NullBuffer : std::streambuf {
-        int overflow(int c) override { return traits_type::not_eof(c); }
-    } sink;
-    std::streambuf* previous;
-};
 
 // Steady state: the window is full, so every added frame is a reconstruction.
 void BM_SuperResolutionApiAddImage(benchmark::State& state) {
     const int width = static_cast<int>(state.range(0));
     const int height = static_cast<int>(state.range(1));
-    // A fixed seed and a cycle of sub-pixel moves: the work, not the scene, is measured.
-    vorel::tools::BurstSettings settings;
-    settings.frameSize = {width, height};
-    settings.blur = 0.6f;
-    const vorel::tools::BurstSimulator scene(settings);
-    cv::RNG noise(1);
-    const cv::Point2f shifts[] = {{0.0f, 0.0f},   {0.5f, 0.25f},  {-0.25f, 0.5f},
-                                  {0.75f, -0.5f}, {0.25f, 0.75f}, {-0.5f, -0.25f}};
-    std::vector<cv::Mat_<float>> frames;
-    for (const cv::Point2f& shift : shifts) frames.push_back(scene.frame(shift, noise));
+    const std::vector<cv::Mat_<float>> frames = benchmarkBurst(width, height);
 
     QuietCout quiet;
     const int context = SuperResolution_init(width, height);

@@ -5,14 +5,17 @@
 
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
+#include "vision/superresolution/reference/SuperResolution.h"
+
+#include <memory>
 
 namespace vorel {
 namespace tools {
 
 /// Reconstruction with a C++ engine, for windows other than 5, for the
-/// parameters that the C interface does not expose, for phase correlation and
-/// for the vector engine. Engine: SrFloat<SrFloatRegistration2>,
-/// SrFloat<SrFloatRegistration1> or SrFloatNeon<SrFloatNeonRegistration>.
+/// parameters that the C interface does not expose, for phase correlation, the
+/// vector engine and the first-generation engine. Engine: SrFloat<SrFloatRegistration2>,
+/// SrFloat<SrFloatRegistration1>, SrFloatNeon<SrFloatNeonRegistration> or SuperResolution.
 template <class Engine>
 class EngineReconstructor : public Reconstructor {
 public:
@@ -20,10 +23,10 @@ public:
 
     Outcome add(const cv::Mat_<float>& frame) override;
     cv::Mat_<float> result() const override { return result_; }
-    int window() const override { return engine_.getWindowSize(); }
+    int window() const override { return engine_->getWindowSize(); }
 
 private:
-    Engine engine_;
+    std::unique_ptr<Engine> engine_;
     bool verbose_;
     int frames_ = 0;
     cv::Mat_<float> result_;
@@ -32,6 +35,7 @@ private:
 using FloatEngineReconstructor = EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration2>>;
 using PhaseEngineReconstructor = EngineReconstructor<vision::SrFloat<vision::SrFloatRegistration1>>;
 using VectorEngineReconstructor = EngineReconstructor<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>;
+using ReferenceEngineReconstructor = EngineReconstructor<vision::SuperResolution>;
 
 }  // namespace tools
 }  // namespace vorel

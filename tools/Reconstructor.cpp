@@ -17,6 +17,7 @@ std::unique_ptr<Reconstructor> Reconstructor::create(cv::Size frameSize, const R
                         "--camera cannot be combined with --window, --tv-weight, --iterations or --psf-sigma; "
                         "give the blur with --psf-sigma instead");
     if (settings.vectorEngine) return std::make_unique<VectorEngineReconstructor>(frameSize, settings);
+    if (settings.referenceEngine) return std::make_unique<ReferenceEngineReconstructor>(frameSize, settings);
     if (settings.registration == RegistrationMethod::PhaseCorrelation)
         return std::make_unique<PhaseEngineReconstructor>(frameSize, settings);
     return std::make_unique<FloatEngineReconstructor>(frameSize, settings);

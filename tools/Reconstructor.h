@@ -23,17 +23,18 @@ struct ReconstructionSettings {
     int iterations = 0;
     float psfSigma = 0.0f;
     RegistrationMethod registration = RegistrationMethod::Corners;
+    bool referenceEngine = false;  ///< the first-generation engine, with its own registration
     bool verbose = false;  ///< let the library's timing lines through
     /// The four-lane vector engine (SrFloatNeon) instead of the float engine; it
     /// neither masks nor refills result pixels near defective frame pixels.
     bool vectorEngine = false;
 
     /// True when only a C++ engine can honour the settings; the C interface has a
-    /// fixed window of 5, corner tracking, no setters for these parameters and no
-    /// vector engine.
+    /// fixed window of 5, corner tracking, no setters for these parameters and
+    /// neither the vector nor the first-generation engine.
     bool needsEngine() const {
-        return vectorEngine || window != 5 || tvWeight > 0.0f || iterations > 0 || psfSigma > 0.0f ||
-               registration != RegistrationMethod::Corners;
+        return vectorEngine || referenceEngine || window != 5 || tvWeight > 0.0f || iterations > 0 ||
+               psfSigma > 0.0f || registration != RegistrationMethod::Corners;
     }
 };
 

@@ -250,13 +250,14 @@ void addRunCommand(CLI::App& vsr) {
             ->type_name("NAME");
     CLI::Option* engine =
         run->add_option("--engine", options->engine,
-                        "reconstruction engine: float (default) or vector, the four-lane vector engine; it does no "
-                        "bad-pixel repair of the result, so use it only for frames without defective pixels")
-            ->check(CLI::IsMember({"float", "vector"}))
+                        "reconstruction engine: float (default); vector, the four-lane vector engine, which does no "
+                        "bad-pixel repair of the result, so use it only for frames without defective pixels; or "
+                        "reference, the first-generation engine with its own phase-correlation registration")
+            ->check(CLI::IsMember({"float", "vector", "reference"}))
             ->type_name("NAME");
     engineOnly.insert(engineOnly.end(), {registration, engine});
     for (CLI::Option* option : engineOnly) camera->excludes(option);
-    engine->excludes(registration);  // the vector engine tracks corners
+    engine->excludes(registration);  // the vector and reference engines have their own registration
     run->add_option("--stuck-pixels", options->stuckPixels,
                     "stuck sensor pixels: auto finds them in the burst (a video's first window) and repairs them in "
                     "every frame, off leaves the frames alone, or a defect list to repair (.csv of x,y or index,x,y "
@@ -279,6 +280,7 @@ void addRunCommand(CLI::App& vsr) {
         settings.vectorEngine = options->engine == "vector";
         if (!options->psfSigma.empty() && options->psfSigma != "auto")
             settings.psfSigma = std::strtof(options->psfSigma.c_str(), nullptr);
+        settings.referenceEngine = options->engine == "reference";
         if (reference->count() == 0) settings.reference = std::min(3, settings.window - 1);
         else if (settings.reference >= settings.window)
             throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +

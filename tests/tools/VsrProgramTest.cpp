@@ -318,6 +318,15 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     const ProgramRun byPhase = vsr(phase);
     EXPECT_EQ(byPhase.exitCode, 0) << byPhase.err;
     EXPECT_NE(byPhase.out.find("quality figure "), std::string::npos) << byPhase.out;
+
+    // The first-generation engine on the same frames, its log kept off stdout.
+    phase[2] = folder / "reference.tif";
+    phase[3] = "--engine";
+    phase[4] = "reference";
+    const ProgramRun byReference = vsr(phase);
+    EXPECT_EQ(byReference.exitCode, 0) << byReference.err;
+    EXPECT_EQ(byReference.out.find("+++"), std::string::npos) << byReference.out;
+    EXPECT_NE(byReference.out.find("quality figure "), std::string::npos) << byReference.out;
 }
 
 TEST(VsrProgram, StuckPixelsAndTheBlurAreHandledAndReported) {

@@ -4,6 +4,7 @@
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 
+#include "vision/superresolution/SrFloatWindowCheck.h"
 #include "vorel/StopWatch.h"
 
 #include <algorithm>
@@ -21,20 +22,6 @@ namespace {
 int maxCountOnce(float factor) {
     static const int maxCount = static_cast<int>(factor * factor + 1.0);
     return maxCount;
-}
-
-// Share of a frame's pixels that its mask leaves out: the sum of the signed
-// bytes, or the count of non-zero floats, against the pixel count.
-float unusedShare(char* mask, int rows, int cols) {
-    const cv::Mat_<signed char> bytes(rows, cols, reinterpret_cast<signed char*>(mask));
-    const float count = static_cast<float>(rows * cols);
-    return (count - static_cast<float>(cv::sum(bytes)[0])) / count;
-}
-
-float unusedShare(float* mask, int rows, int cols) {
-    const cv::Mat_<float> values(rows, cols, mask);  // OpenCV rejects a null mask here
-    const float count = static_cast<float>(rows * cols);
-    return (count - static_cast<float>(cv::countNonZero(values))) / count;
 }
 
 }  // namespace
@@ -218,29 +205,12 @@ int SrFloat<Registration, Minimization, Mask>::sampleCap_() const {
 template <class Registration, class Minimization, typename Mask>
 int SrFloat<Registration, Minimization, Mask>::checkWindow_(int n, std::vector<cv::Point2f>& completeShifts) {
     registration.getCompleteShifts(completeShifts);
-    bool largeDisplacement = false;
-    bool tooManyMasked = false;
-    const float limit = static_cast<float>(height / 10);
-    for (int i = 0; i < n; ++i) {
-        if (std::fabs(completeShifts[i].x) > limit || std::fabs(completeShifts[i].y) > limit) largeDisplacement = true;
-        if (unusedShare(masks[i], height, width) >= 0.5f) tooManyMasked = true;
-    }
-    return largeDisplacement ? -6 : (tooManyMasked ? -3 : 0);
+    return SrFloatWindowCheck::status(n, completeShifts.data(), masks, width, height);
 }
 
-// How many frames cover each input pixel, capped at maxCount - 1 extra samples:
-// 1.0 when only one frame covers the grid, 2.0 when all do with factor 2. The
-// fixed 4 is the square of the factor 2 and stays even for other factors; an
-// uncovered pixel counts -1.
 template <class Registration, class Minimization, typename Mask>
 float SrFloat<Registration, Minimization, Mask>::srFactor_(int n, int maxCount) const {
-    long long total = 0;
-    for (int p = 0; p < inputSize; ++p) {
-        int count = 0;
-        for (int i = 0; i < n; ++i) count += masks[i][p] != 0;
-        total += count < maxCount ? count - 1 : maxCount - 1;
-    }
-    return static_cast<float>(static_cast<float>(total) / static_cast<float>(inputSize * 4) + 1.0);
+    return SrFloatWindowCheck::effectiveFactor(n, masks, inputSize, maxCount);
 }
 
 template <class Registration, class Minimization, typename Mask>

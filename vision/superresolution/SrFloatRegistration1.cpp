@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatRegistration1.h"
 
+#include "vision/superresolution/SrFloatSpectralAlignment.h"
 #include "vision/superresolution/SrFloatSubPixelFlow.h"
-#include "vorel/Dispatch.h"
 #include "vorel/Exception.h"
 
 #include <algorithm>
@@ -117,47 +117,14 @@ void SrFloatRegistration1::getCompleteShifts(std::vector<cv::Point_<float>>& out
     if (&out != &completeShifts) out = completeShifts;
 }
 
-VOREL_DISPATCH_AVX2 void SrFloatRegistration1::smooth_(const Bin* spectrum, const float* raw, float* out) {
-    const Bin* gauss = gaussSpectrum.get();
-    Bin* product = crossSpectrum.get();
-    for (int i = 0; i < specSize; ++i) {
-        const float re = spectrum[i][0], im = spectrum[i][1], gaussRe = gauss[i][0], gaussIm = gauss[i][1];
-        product[i][0] = re * gaussRe + im * gaussIm;
-        product[i][1] = im * gaussRe - re * gaussIm;
-    }
-    fft->backward(product, out);
-    fft->repairGaussBlur(raw, out, gaussRadius, gaussKernel.get());
+void SrFloatRegistration1::smooth_(const Bin* spectrum, const float* raw, float* out) {
+    SrFloatSpectralAlignment(*fft, crossSpectrum.get(), corrSurface.get())
+        .smooth(spectrum, gaussSpectrum.get(), raw, gaussRadius, gaussKernel.get(), out);
 }
 
-VOREL_DISPATCH_AVX2 cv::Point_<int> SrFloatRegistration1::phaseCorrelation() {
-    const Bin* a = refSpectrum;
-    const Bin* b = frameSpectrum;
-    Bin* cross = crossSpectrum.get();
-    // Zero bins give NaN, which never wins the peak search below.
-    for (int i = 0; i < specSize; ++i) {
-        const double powerA = static_cast<double>(a[i][0]) * a[i][0] + static_cast<double>(a[i][1]) * a[i][1];
-        const double powerB = static_cast<double>(b[i][0]) * b[i][0] + static_cast<double>(b[i][1]) * b[i][1];
-        const float magnitude = static_cast<float>(std::sqrt(powerB * powerA));
-        cross[i][0] = (b[i][0] * a[i][0] + b[i][1] * a[i][1]) / magnitude;
-        cross[i][1] = (b[i][1] * a[i][0] - b[i][0] * a[i][1]) / magnitude;
-    }
-    float* surface = corrSurface.get();
-    fft->backward(cross, surface);
-
-    // The first strictly largest element; element 0 (no shift) when none beats it.
-    float best = surface[0];
-    int peak = 0;
-    for (int i = 1; i < size; ++i) {
-        if (surface[i] > best) {
-            best = surface[i];
-            peak = i;
-        }
-    }
-    int x = peak % width;
-    int y = peak / width;
-    if (y > height / 2) y -= height;
-    if (x > width / 2) x -= width;
-    return cv::Point_<int>(x, y);
+cv::Point_<int> SrFloatRegistration1::phaseCorrelation() {
+    return SrFloatSpectralAlignment(*fft, crossSpectrum.get(), corrSurface.get())
+        .phaseCorrelation(refSpectrum, frameSpectrum);
 }
 
 void SrFloatRegistration1::initialize(char** masks, int n) {

@@ -4,6 +4,8 @@
 #include "BurstSimulator.h"
 #include "tests/support/NoiselessBurst.h"
 #include "QualityMetrics.h"
+#include "tests/support/CoutCapture.h"
+#include "tests/support/ThrownText.h"
 #include "vorel/Exception.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +17,6 @@
 #include <iostream>
 #include <limits>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -37,17 +38,6 @@ constexpr int width = 64;
 constexpr int height = 48;
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-// Keeps the engine's timing lines; restores std::cout when done.
-class CoutCapture {
-public:
-    CoutCapture() : previous(std::cout.rdbuf(captured.rdbuf())) {}
-    ~CoutCapture() { std::cout.rdbuf(previous); }
-    std::string text() const { return captured.str(); }
-
-private:
-    std::ostringstream captured;
-    std::streambuf* previous;
-};
 
 std::vector<cv::Mat_<float>> burst(const std::vector<cv::Point2f>& shifts) {
     return test::noiselessBurst({width, height}, shifts);
@@ -71,15 +61,6 @@ bool allFinite(const std::vector<float>& values) {
     return std::all_of(values.begin(), values.end(), [](float v) { return std::isfinite(v); });
 }
 
-// The text a call throws, or "" when it returns.
-std::string thrownText(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const char* text) {
-        return text;
-    }
-    return "";
-}
 
 // Every stored setting, in a comparable form.
 std::vector<float> settings(const Engine& e) {
