@@ -13,7 +13,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 PACKAGES=(build-essential cmake pkg-config libopencv-dev libgtest-dev libbenchmark-dev libcli11-dev
-  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev clang libclang-rt-14-dev
+  python3-pybind11 pybind11-dev python3-numpy python3-pytest python3-dev python3-opencv clang libclang-rt-14-dev
   libsimde-dev)
 OPTIONAL_PACKAGES=(libopencv-superres-dev libfftw3-dev)
 # The ARM cross build: Debian's cross compiler, the emulator, and the arm64 development
