@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatRegistration1.h"
 
-#include "vision/superresolution/SrFloatSpectralAlignment.h"
+#include "vision/superresolution/SrFloatFrequencyAlignment.h"
 #include "vision/superresolution/SrFloatSubPixelFlow.h"
 #include "vorel/Exception.h"
 
@@ -118,12 +118,12 @@ void SrFloatRegistration1::getCompleteShifts(std::vector<cv::Point_<float>>& out
 }
 
 void SrFloatRegistration1::smooth_(const Bin* spectrum, const float* raw, float* out) {
-    SrFloatSpectralAlignment(*fft, crossSpectrum.get(), corrSurface.get())
+    SrFloatFrequencyAlignment(*fft, crossSpectrum.get(), corrSurface.get())
         .smooth(spectrum, gaussSpectrum.get(), raw, gaussRadius, gaussKernel.get(), out);
 }
 
 cv::Point_<int> SrFloatRegistration1::phaseCorrelation() {
-    return SrFloatSpectralAlignment(*fft, crossSpectrum.get(), corrSurface.get())
+    return SrFloatFrequencyAlignment(*fft, crossSpectrum.get(), corrSurface.get())
         .phaseCorrelation(refSpectrum, frameSpectrum);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/reference/SuperResolutionRegistration.h"
 
-#include "vision/superresolution/SrFloatSpectralAlignment.h"
+#include "vision/superresolution/SrFloatFrequencyAlignment.h"
 #include "vision/superresolution/SrFloatSubPixelFlow.h"
 #include "vorel/Exception.h"
 
@@ -70,12 +70,12 @@ void SuperResolutionRegistration::getCompleteShifts(std::vector<PointF>& out) {
 }
 
 void SuperResolutionRegistration::preBlur_(Spectrum spectrum, const float* raw, float* out) {
-    SrFloatSpectralAlignment(*fft.transforms, bins(crossSpectrum), correlation.get())
+    SrFloatFrequencyAlignment(*fft.transforms, bins(crossSpectrum), correlation.get())
         .smooth(spectrum, bins(gaussSpectrum), raw, gaussRadius, gaussKernel.get(), out);
 }
 
 PointI SuperResolutionRegistration::phaseCorrelation() {
-    const cv::Point_<int> s = SrFloatSpectralAlignment(*fft.transforms, bins(crossSpectrum), correlation.get())
+    const cv::Point_<int> s = SrFloatFrequencyAlignment(*fft.transforms, bins(crossSpectrum), correlation.get())
                                   .phaseCorrelation(refSpectrum, frameSpectrum);
     return PointI{s.x, s.y};
 }

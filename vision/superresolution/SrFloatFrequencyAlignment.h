@@ -12,11 +12,11 @@ class SrFloatFft2d;
 /// on scratch the registration owns: Gaussian smoothing of a frame from its half
 /// spectrum, and the whole-pixel shift from the peak of the phase correlation.
 /// A view: cheap to make for each call.
-class SrFloatSpectralAlignment {
+class SrFloatFrequencyAlignment {
 public:
     using Bin = float[2];  // one complex value of a half spectrum
 
-    SrFloatSpectralAlignment(SrFloatFft2d& fft, Bin* cross, float* surface) : fft(fft), cross(cross), surface(surface) {}
+    SrFloatFrequencyAlignment(SrFloatFft2d& fft, Bin* cross, float* surface) : fft(fft), cross(cross), surface(surface) {}
 
     /// The frame with this spectrum and pixels `raw`, smoothed by the kernel whose
     /// spectrum and taps gaussFft gave, with the border repaired, into `out`.

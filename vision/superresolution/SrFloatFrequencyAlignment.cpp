@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Proprietary
-#include "vision/superresolution/SrFloatSpectralAlignment.h"
+#include "vision/superresolution/SrFloatFrequencyAlignment.h"
 
 #include "vision/superresolution/SrFloatFft2d.h"
 #include "vorel/Dispatch.h"
@@ -9,7 +9,7 @@
 namespace vorel {
 namespace vision {
 
-VOREL_DISPATCH_AVX2 void SrFloatSpectralAlignment::smooth(const Bin* spectrum, const Bin* gaussSpectrum,
+VOREL_DISPATCH_AVX2 void SrFloatFrequencyAlignment::smooth(const Bin* spectrum, const Bin* gaussSpectrum,
                                                           const float* raw, int radius, float* kernel, float* out) {
     const int bins = (fft.getWidth() / 2 + 1) * fft.getHeight();
     for (int i = 0; i < bins; ++i) {
@@ -22,7 +22,7 @@ VOREL_DISPATCH_AVX2 void SrFloatSpectralAlignment::smooth(const Bin* spectrum, c
     fft.repairGaussBlur(raw, out, radius, kernel);
 }
 
-VOREL_DISPATCH_AVX2 cv::Point_<int> SrFloatSpectralAlignment::phaseCorrelation(const Bin* a, const Bin* b) {
+VOREL_DISPATCH_AVX2 cv::Point_<int> SrFloatFrequencyAlignment::phaseCorrelation(const Bin* a, const Bin* b) {
     const int width = fft.getWidth();
     const int height = fft.getHeight();
     const int bins = (width / 2 + 1) * height;
