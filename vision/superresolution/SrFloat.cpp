@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
+#include <type_traits>
 
 namespace vorel {
 namespace vision {
@@ -90,6 +91,7 @@ SrFloat<Registration>& SrFloat<Registration>::operator=(const SrFloat& other) {
     shifts = other.shifts;
     masks = other.masks;
     frameCount = other.frameCount;
+    threadPool = other.threadPool;
     return *this;
 }
 
@@ -258,6 +260,21 @@ void SrFloat<Registration>::setMaxCGIters(int iterations) {
 template <class Registration>
 void SrFloat<Registration>::setDataIsNUC(bool dataIsNUC) {
     badPixelHandling.setDataIsNUC(dataIsNUC);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setThreadCount(int count) {
+    if (count < 1) throw "Invalid number of threads specified.";
+    if (count == getThreadCount()) return;
+    // The phase-correlation registration shares its transform buffers between
+    // frames, so it stays on the caller; its engine threads the minimiser only.
+    auto share = [this](SrFloatThreadPool* pool) {
+        if constexpr (std::is_same<Registration, SrFloatRegistration2>::value) registration.setThreadPool(pool);
+        minimization.setThreadPool(pool);
+    };
+    share(nullptr);  // the parts let go of the old pool before it stops
+    threadPool = count > 1 ? std::make_shared<SrFloatThreadPool>(count) : nullptr;
+    share(threadPool.get());
 }
 
 template <class Registration>

@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 
 #include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/SrFloatThreadPool.h"
 #include "vorel/Dispatch.h"
 
 #include <algorithm>
@@ -150,6 +151,41 @@ SrFloatMinimization::~SrFloatMinimization() {
 
 SrFloatMinimization& SrFloatMinimization::operator=(const SrFloatMinimization& other) = default;
 
+void SrFloatMinimization::setThreadPool(SrFloatThreadPool* threadPool) {
+    pool = threadPool && threadPool->getThreadCount() > 1 ? threadPool : nullptr;
+    workerConvolutions.clear();
+    frameScratch.clear();
+    frameScratchRows.clear();
+    if (!pool) return;
+    for (int worker = 1; worker < pool->getThreadCount(); ++worker)
+        workerConvolutions.push_back(std::make_shared<SrFloatConvolution>(
+            static_cast<int>(width * factor), static_cast<int>(height * factor), kernelSize, kernelSize, factor));
+    const std::size_t lowSize = static_cast<std::size_t>(width) * height;
+    frameScratch.assign(lowSize * frameCount, 0.0f);
+    for (int k = 0; k < frameCount; ++k) frameScratchRows.push_back(frameScratch.data() + lowSize * k);
+}
+
+SrFloatConvolution& SrFloatMinimization::workerConvolution_(int worker) {
+    return worker == 0 ? *convolution : *workerConvolutions[static_cast<std::size_t>(worker - 1)];
+}
+
+void SrFloatMinimization::addBackProjections_(int nFrames, const float* const* in, char** masks, float* out) {
+    if (!pool) {
+        for (int k = 0; k < nFrames; ++k)
+            convolution->phasedAddFullConvFromSparse(in[k], psfX[k], psfY[k], masks[k], out);
+        return;
+    }
+    // Frame after frame within each band, so every pixel adds the frames in order.
+    const int bands = pool->getThreadCount();
+    pool->run(bands, [&](int band, int worker) {
+        const int first = static_cast<int>(static_cast<long long>(fullHeight) * band / bands);
+        const int end = static_cast<int>(static_cast<long long>(fullHeight) * (band + 1) / bands);
+        SrFloatConvolution& own = workerConvolution_(worker);
+        for (int k = 0; k < nFrames; ++k)
+            own.phasedAddFullConvFromSparseRows(in[k], psfX[k], psfY[k], masks[k], out, first, end);
+    });
+}
+
 void SrFloatMinimization::setEpsilon(float value) {
     epsilon = value;
     invEpsilon = 1.0f / value;
@@ -227,8 +263,7 @@ VOREL_DISPATCH_AVX2 int SrFloatMinimization::minimize(int nFrames, int refIndex,
     generatePsfs(nFrames, shifts);
 
     std::fill(rhs, rhs + fullSize, 0.0f);
-    for (int k = 0; k < nFrames; ++k)
-        convolution->phasedAddFullConvFromSparse(frames[k], psfX[k], psfY[k], masks[k], rhs);
+    addBackProjections_(nFrames, frames, masks, rhs);
     invNormB = static_cast<float>(1.0 / dot(rhs, rhs, fullSize));
     std::memcpy(estimate, rhs, sizeof(float) * fullSize);
 
@@ -469,6 +504,18 @@ VOREL_DISPATCH_AVX2 void SrFloatMinimization::applyTv(const float* __restrict x,
 
 // out = L x + sum_k A_k' M_k A_k x.
 void SrFloatMinimization::gradient(float* x, int nFrames, char** masks, float* out) {
+    if (pool) {
+        // The TV product and the correlations only read x, so they run side by side.
+        pool->run(nFrames + 1, [&](int task, int worker) {
+            if (task == nFrames)
+                applyTv(x, out);
+            else
+                workerConvolution_(worker).phasedValidCorrToSparse(x, psfX[task], psfY[task],
+                                                                  frameScratch.data() + task * width * height);
+        });
+        addBackProjections_(nFrames, frameScratchRows.data(), masks, out);
+        return;
+    }
     applyTv(x, out);
     for (int k = 0; k < nFrames; ++k) {
         convolution->phasedValidCorrToSparse(x, psfX[k], psfY[k], lowResScratch);

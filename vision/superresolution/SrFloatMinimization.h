@@ -5,10 +5,14 @@
 
 #include <opencv2/core.hpp>
 
+#include <memory>
+#include <vector>
+
 namespace vorel {
 namespace vision {
 
 class SrFloatConvolution;
+class SrFloatThreadPool;
 
 /// TV-regularised reconstruction of one high-resolution image from a registered
 /// window of low-resolution frames.
@@ -49,6 +53,11 @@ public:
     float getWeightTV() const { return weightTV; }
     void setWeightTV(float value);
 
+    /// Runs the operator passes on `pool`'s workers (not owned; nullptr or one
+    /// thread: on the caller alone). Each pixel sums its terms in the same order
+    /// whatever the thread count, so the results do not change.
+    void setThreadPool(SrFloatThreadPool* pool);
+
 private:
     friend class SrFloatMinimizationInspector;  // test access to the steps
 
@@ -60,6 +69,9 @@ private:
     /// Index of a full-size pixel; full-size images are kept in column-phase order.
     int fullIndex(int row, int column) const;
     bool iteration(int k, int nFrames, char** masks);
+    /// out += sum_k A_k' M_k in[k], the rows split into bands across the pool.
+    void addBackProjections_(int nFrames, const float* const* in, char** masks, float* out);
+    SrFloatConvolution& workerConvolution_(int worker);
 
     int width;
     int height;
@@ -94,6 +106,12 @@ private:
     float invEpsilon;
     float residualNorm;
     float invNormB;
+    SrFloatThreadPool* pool = nullptr;
+    /// Convolutions of the pool workers but the first (which uses `convolution`).
+    std::vector<std::shared_ptr<SrFloatConvolution>> workerConvolutions;
+    /// One sparse-grid image per frame for the correlations that run side by side.
+    std::vector<float> frameScratch;
+    std::vector<const float*> frameScratchRows;
 };
 
 }  // namespace vision

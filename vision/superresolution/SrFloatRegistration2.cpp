@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloatRegistration2.h"
 
 #include "vision/superresolution/SrFloatSubPixelFlow.h"
+#include "vision/superresolution/SrFloatThreadPool.h"
 #include "vorel/Exception.h"
 
 #include <opencv2/imgproc.hpp>
@@ -118,6 +119,14 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
     sumGyy = other.sumGyy;
     completeShifts = other.completeShifts;
     flowShifts = other.flowShifts;
+    pool = other.pool;
+    workerScratch = other.workerScratch;
+}
+
+void SrFloatRegistration2::setThreadPool(SrFloatThreadPool* threadPool) {
+    pool = threadPool;
+    const int extra = pool ? pool->getThreadCount() - 1 : 0;
+    workerScratch.assign(static_cast<std::size_t>(extra), std::vector<float>(2 * static_cast<std::size_t>(size)));
 }
 
 int SrFloatRegistration2::nextSlot_() {
@@ -227,16 +236,34 @@ int SrFloatRegistration2::registerFrames(int n, int ref, float** const /*frames*
     extractCornersRefImage(blurredFrames[ref]);
     if (flowShifts.empty()) flowShifts.resize(n);
 
+    // Each frame is tracked and refined on its own, into its own mask; the first
+    // failure in frame order wins, and the frames after it keep empty masks as
+    // when the loop stops there.
     std::vector<cv::Point_<float>> found(n, cv::Point_<float>(0.0f, 0.0f));
-    for (int k = 0; k < n; ++k) {
-        if (k == ref) {
-            shifts[k] = cv::Point_<float>(0.0f, 0.0f);
-            continue;
-        }
+    std::vector<int> results(n, 0);
+    auto registerOne = [&](int k, int worker) {
+        if (k == ref) return;
         cv::Point_<int> coarse(0, 0);
-        const int result = registerWithCorners(ref, k, coarse);
-        if (result != 0) return result;
-        found[k] = opticalFlow(ref, k, coarse, masks[k]);
+        results[k] = registerWithCorners(ref, k, coarse);
+        if (results[k] == 0)
+            found[k] = workerFlow_(worker).opticalFlow(blurredFrames[ref][0], blurredFrames[k][0], coarse,
+                                                       cv::Vec3f(sumGxx, sumGxy, sumGyy), regError,
+                                                       regErrBlurRadius, masks[k]);
+    };
+    if (pool) {
+        pool->run(n, registerOne);
+    } else {
+        for (int k = 0; k < n; ++k) {
+            registerOne(k, 0);
+            if (results[k] != 0) break;
+        }
+    }
+    for (int k = 0; k < n; ++k) {
+        if (results[k] == 0) continue;
+        for (int later = k + 1; later < n; ++later)
+            if (later != ref) std::memset(masks[later], 0, static_cast<std::size_t>(size));
+        if (ref < k) shifts[ref] = cv::Point_<float>(0.0f, 0.0f);
+        return results[k];
     }
     std::copy(found.begin(), found.end(), shifts);
     flowShifts = found;
@@ -263,6 +290,12 @@ void SrFloatRegistration2::shiftFrame(float* const in, cv::Point_<float>& shift,
 
 SrFloatSubPixelFlow SrFloatRegistration2::flow_() const {
     return SrFloatSubPixelFlow(width, height, gradX, gradY, errImage, errBlurred);
+}
+
+SrFloatSubPixelFlow SrFloatRegistration2::workerFlow_(int worker) {
+    if (worker == 0) return flow_();
+    float* scratch = workerScratch[static_cast<std::size_t>(worker - 1)].data();
+    return SrFloatSubPixelFlow(width, height, gradX, gradY, scratch, scratch + size);
 }
 
 int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,

@@ -13,6 +13,7 @@ namespace vorel {
 namespace vision {
 
 class SrFloatSubPixelFlow;
+class SrFloatThreadPool;
 
 /// Registration of the float engine: finds every frame's shift against the
 /// reference frame with sub-pixel accuracy and marks which pixels of each frame
@@ -59,6 +60,10 @@ public:
     float getRegError() const { return regError; }
     void setRegError(float error) { regError = error; }
 
+    /// Registers the window's frames on `pool`'s workers (not owned; nullptr: on the
+    /// caller alone). The results are the same for every thread count.
+    void setThreadPool(SrFloatThreadPool* pool);
+
 private:
     friend class SrFloatRegistration2Inspector;  // test access to the steps
 
@@ -70,6 +75,8 @@ private:
     void shiftFrame(float* const in, cv::Point_<float>& shift, float* out);
     /// The fine stage on this object's buffers.
     SrFloatSubPixelFlow flow_() const;
+    /// The fine stage on the scratch of one pool worker (worker 0 uses this object's own).
+    SrFloatSubPixelFlow workerFlow_(int worker);
     /// Mean of the tracked corner moves within 2 pixels of their per-axis medians, rounded half up.
     static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves);
     void copyFrom_(const SrFloatRegistration2& other);
@@ -102,6 +109,9 @@ private:
     float* errBlurred;
     std::vector<cv::Point_<float>> completeShifts;
     std::vector<cv::Point_<float>> flowShifts;
+    SrFloatThreadPool* pool = nullptr;
+    /// errImage and errBlurred for each pool worker but the first, one after the other.
+    std::vector<std::vector<float>> workerScratch;
 };
 
 }  // namespace vision
