@@ -47,6 +47,7 @@ EngineReconstructor::EngineReconstructor(cv::Size frameSize, const Reconstructio
                 engine.setRelativeResidue(0.007f);
                 if (settings.iterations > 0) engine.setMaxCGIters(settings.iterations);
                 if (settings.psfSigma > 0.0f) engine.setPsfSigma(settings.psfSigma);
+                engine.setThreadCount(settings.threads);
             },
             engine_);
     });

@@ -24,6 +24,7 @@ struct ReconstructionSettings {
     float psfSigma = 0.0f;
     RegistrationMethod registration = RegistrationMethod::Corners;
     bool verbose = false;  ///< let the library's timing lines through
+    int threads = 1;       ///< threads per reconstruction, the caller's included; the same result for any count
 
     /// True when only the C++ engine can honour the settings; the C interface
     /// has a fixed window of 5, corner tracking and no setters for these parameters.

@@ -39,11 +39,14 @@ TEST(EngineReconstructor, RunsTheChosenRegistration) {
     const std::pair<RegistrationMethod, const cv::Mat_<float>*> rows[] = {
         {RegistrationMethod::Corners, &corners}, {RegistrationMethod::PhaseCorrelation, &phase}};
     for (const auto& [method, expected] : rows) {
-        SCOPED_TRACE(static_cast<int>(method));
-        settings.registration = method;
-        EngineReconstructor reconstructor(burstSettings.frameSize, settings);
-        for (const cv::Mat_<float>& frame : burst.frames) reconstructor.add(frame);
-        EXPECT_EQ(cv::norm(reconstructor.result(), *expected, cv::NORM_INF), 0.0);
+        for (int threads : {1, 3}) {
+            SCOPED_TRACE(testing::Message() << static_cast<int>(method) << ", " << threads << " threads");
+            settings.registration = method;
+            settings.threads = threads;
+            EngineReconstructor reconstructor(burstSettings.frameSize, settings);
+            for (const cv::Mat_<float>& frame : burst.frames) reconstructor.add(frame);
+            EXPECT_EQ(cv::norm(reconstructor.result(), *expected, cv::NORM_INF), 0.0);
+        }
     }
 }
 

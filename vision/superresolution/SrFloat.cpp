@@ -92,6 +92,8 @@ SrFloat<Registration>& SrFloat<Registration>::operator=(const SrFloat& other) {
     masks = other.masks;
     frameCount = other.frameCount;
     threadPool = other.threadPool;
+    completeShifts = other.completeShifts;
+    frameList.clear();
     return *this;
 }
 
@@ -168,7 +170,6 @@ float SrFloat<Registration>::computeSR(float* out) {
     if (n == 0 || registration.doRegistration(n, ref, frames, shifts, masks, shiftedFrames) < 0) return -998.0f;
     std::cout << " registration:         " << watch.stop() * 1000.0 << "[ms]\n";
 
-    std::vector<cv::Point2f> completeShifts;
     registration.getCompleteShifts(completeShifts);
     bool largeDisplacement = false;
     bool tooManyMasked = false;
@@ -190,8 +191,7 @@ float SrFloat<Registration>::computeSR(float* out) {
 
     cv::Mat_<float> result(outputHeight, outputWidth, estimate);
     badPixelHandling.maskBadPixel(result, completeShifts);
-    std::vector<cv::Mat_<float>> frameList;
-    frameList.reserve(static_cast<std::size_t>(n));
+    frameList.clear();
     for (int i = 0; i < n; ++i) frameList.emplace_back(height, width, frames[i]);
     badPixelHandling.replaceMaskedPixel(result, completeShifts, frameList);
 

@@ -112,6 +112,9 @@ private:
     char** masks;
     int frameCount;
     std::shared_ptr<SrFloatThreadPool> threadPool;
+    // Kept between reconstructions, so that computeSR allocates nothing once warm.
+    std::vector<cv::Point2f> completeShifts;
+    std::vector<cv::Mat_<float>> frameList;
 };
 
 extern template class SrFloat<SrFloatRegistration2>;

@@ -56,7 +56,10 @@ SrFloatRegistration2::SrFloatRegistration2(int width, int height, int numFrames)
       sumGxx(0.0f),
       sumGxy(0.0f),
       sumGyy(0.0f),
-      errBlurred(new float[size]()) {}
+      errBlurred(new float[size]()),
+      tracks(numFrames),
+      found(numFrames),
+      results(numFrames) {}
 
 SrFloatRegistration2::SrFloatRegistration2(const SrFloatRegistration2& other)
     : SrFloatRegistration2(other.width, other.height, other.numFrames) {
@@ -121,6 +124,10 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
     flowShifts = other.flowShifts;
     pool = other.pool;
     workerScratch = other.workerScratch;
+    // Scratch only: a copy gets its own, never a share of the source's matrices.
+    tracks.assign(static_cast<std::size_t>(numFrames), Track());
+    found.assign(static_cast<std::size_t>(numFrames), cv::Point_<float>());
+    results.assign(static_cast<std::size_t>(numFrames), 0);
 }
 
 void SrFloatRegistration2::setThreadPool(SrFloatThreadPool* threadPool) {
@@ -185,25 +192,31 @@ int SrFloatRegistration2::registerWithCorners(unsigned int ref, unsigned int fra
     // The tracker rejects an empty point list; a reference without corners tracks nothing.
     if (refCorners.empty()) return -9;
 
-    std::vector<cv::Point_<float>> nextPts;
-    cv::Mat status, err;
-    cv::calcOpticalFlowPyrLK(pyramids[ref], pyramids[frame], refCorners, nextPts, status, err,
+    Track& track = tracks[frame];
+    cv::calcOpticalFlowPyrLK(pyramids[ref], pyramids[frame], refCorners, track.points, track.status, track.err,
                              cv::Size(flowWinSize, flowWinSize), 3,
                              cv::TermCriteria(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01), 0, 0.0001);
 
-    std::vector<cv::Point_<float>> moves;
-    moves.reserve(refCorners.size());
-    const uchar* tracked = status.ptr<uchar>();
+    std::vector<cv::Point_<float>>& moves = track.moves;
+    moves.clear();
+    const uchar* tracked = track.status.ptr<uchar>();
     for (std::size_t i = 0; i < refCorners.size(); ++i)
-        if (tracked[i]) moves.push_back(nextPts[i] - refCorners[i]);
+        if (tracked[i]) moves.push_back(track.points[i] - refCorners[i]);
     if (moves.empty()) return -9;
-    shift = medianGatedShift_(moves);
+    shift = medianGatedShift_(moves, track.xs, track.ys);
     return 0;
 }
 
 cv::Point_<int> SrFloatRegistration2::medianGatedShift_(const std::vector<cv::Point_<float>>& moves) {
+    std::vector<float> xs, ys;
+    return medianGatedShift_(moves, xs, ys);
+}
+
+cv::Point_<int> SrFloatRegistration2::medianGatedShift_(const std::vector<cv::Point_<float>>& moves,
+                                                        std::vector<float>& xs, std::vector<float>& ys) {
     const std::size_t middle = moves.size() / 2;  // upper middle for an even count
-    std::vector<float> xs(moves.size()), ys(moves.size());
+    xs.resize(moves.size());
+    ys.resize(moves.size());
     for (std::size_t i = 0; i < moves.size(); ++i) {
         xs[i] = moves[i].x;
         ys[i] = moves[i].y;
@@ -239,8 +252,8 @@ int SrFloatRegistration2::registerFrames(int n, int ref, float** const /*frames*
     // Each frame is tracked and refined on its own, into its own mask; the first
     // failure in frame order wins, and the frames after it keep empty masks as
     // when the loop stops there.
-    std::vector<cv::Point_<float>> found(n, cv::Point_<float>(0.0f, 0.0f));
-    std::vector<int> results(n, 0);
+    found.assign(static_cast<std::size_t>(n), cv::Point_<float>(0.0f, 0.0f));
+    results.assign(static_cast<std::size_t>(n), 0);
     auto registerOne = [&](int k, int worker) {
         if (k == ref) return;
         cv::Point_<int> coarse(0, 0);
@@ -265,7 +278,7 @@ int SrFloatRegistration2::registerFrames(int n, int ref, float** const /*frames*
         if (ref < k) shifts[ref] = cv::Point_<float>(0.0f, 0.0f);
         return results[k];
     }
-    std::copy(found.begin(), found.end(), shifts);
+    std::copy(found.begin(), found.begin() + n, shifts);
     flowShifts = found;
     return 0;
 }

@@ -79,6 +79,8 @@ private:
     SrFloatSubPixelFlow workerFlow_(int worker);
     /// Mean of the tracked corner moves within 2 pixels of their per-axis medians, rounded half up.
     static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves);
+    static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves, std::vector<float>& xs,
+                                             std::vector<float>& ys);
     void copyFrom_(const SrFloatRegistration2& other);
     /// Advances the window for one more frame and returns the slot it goes to, not yet prepared.
     int nextSlot_();
@@ -110,6 +112,18 @@ private:
     std::vector<cv::Point_<float>> completeShifts;
     std::vector<cv::Point_<float>> flowShifts;
     SrFloatThreadPool* pool = nullptr;
+    /// The tracker's output for one frame, kept so that registrations allocate nothing once warm.
+    struct Track {
+        std::vector<cv::Point_<float>> points;
+        cv::Mat status;
+        cv::Mat err;
+        std::vector<cv::Point_<float>> moves;
+        std::vector<float> xs;
+        std::vector<float> ys;
+    };
+    std::vector<Track> tracks;  // one per window slot
+    std::vector<cv::Point_<float>> found;
+    std::vector<int> results;
     /// errImage and errBlurred for each pool worker but the first, one after the other.
     std::vector<std::vector<float>> workerScratch;
 };
