@@ -20,6 +20,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -39,6 +40,8 @@ struct Row {
 };
 
 double elapsedMs(const vorel::StopWatch& watch) { return 1000.0 * watch.stop(); }
+
+int allCores() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
 
 // Best of `runs`: the timing least disturbed by other work on the machine.
 // `work` returns the milliseconds of the part that counts.
@@ -63,13 +66,21 @@ std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
         }
     };
 
-    // The library in steady state, with either registration: one more frame into a full window.
+    // The library in steady state, with either registration: one more frame into a full window;
+    // "lib-all" is "library" on all cores (the same image).
     ReconstructionSettings library;
     library.psfSigma = settings.blur;
-    for (const auto& [name, registration] :
-         {std::pair<const char*, RegistrationMethod>{"library", RegistrationMethod::Corners},
-          std::pair<const char*, RegistrationMethod>{"lib-phase", RegistrationMethod::PhaseCorrelation}}) {
-        library.registration = registration;
+    struct Variant {
+        const char* name;
+        RegistrationMethod registration;
+        int threads;
+    };
+    for (const Variant& variant : {Variant{"library", RegistrationMethod::Corners, 1},
+                                   Variant{"lib-all", RegistrationMethod::Corners, allCores()},
+                                   Variant{"lib-phase", RegistrationMethod::PhaseCorrelation, 1}}) {
+        const char* name = variant.name;
+        library.registration = variant.registration;
+        library.threads = variant.threads;
         add(name, [&] {
             return bestOf(3, [&] {
                 EngineReconstructor reconstructor(settings.frameSize, library);
@@ -99,6 +110,15 @@ std::vector<Row> compare(const BurstSettings& settings, int btvIterations) {
         result = vorel::bench::BtvL1(settings.blur, btvIterations).reconstruct(burst.frames)[kReference];
         return elapsedMs(watch) / kFrames;
     });
+    // For information: the peer with OpenCV's own default threading.
+    add("BTV-all", [&] {
+        cv::setNumThreads(-1);
+        vorel::StopWatch watch;
+        result = vorel::bench::BtvL1(settings.blur, btvIterations).reconstruct(burst.frames)[kReference];
+        const double ms = elapsedMs(watch) / kFrames;
+        cv::setNumThreads(1);
+        return ms;
+    });
 #endif
     return rows;
 }
@@ -123,10 +143,11 @@ int main(int argc, char** argv) {
         "back from the newest): bicubic and lanczos4 enlarge it, BTV-L1 returns its result for it.\n"
         "Scores against the unblurred scene in that frame's geometry, each result aligned by its best\n"
         "global shift (+-3 output pixels, half-pixel steps), a border of %d output pixels left out.\n"
-        "One thread for every method.\n"
+        "One thread for every method but lib-all (the library on all %d cores) and BTV-all (the peer with\n"
+        "OpenCV's default threading, for information).\n"
         "library: corner-tracking registration (the C interface's); lib-phase: phase correlation.\n"
         "ms/frame: library = one more frame into a full window; BTV-L1 = its pass over the burst / %d.\n\n",
-        kFrames, kReference + 1, kScoreBorder, kFrames);
+        kFrames, kReference + 1, kScoreBorder, allCores(), kFrames);
     std::printf("%-9s %-9s %-8s %6s %6s %9s %7s %9s   vs %s: %s\n", "method", "scene", "size", "noise", "blur",
                 "PSNR[dB]", "SSIM", "ms/frame", peer.c_str(), "dPSNR  SSIM-ratio  time-ratio");
 

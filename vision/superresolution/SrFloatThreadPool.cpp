@@ -33,14 +33,16 @@ void SrFloatThreadPool::runTasks_(int count, Call call, void* context) {
             context_ = context;
             count_ = count;
             next_.store(0);
-            pending_ = static_cast<int>(workers_.size());
+            open_ = true;
             ++generation_;
         }
         wake_.notify_all();
         work_(0);
-        // Every worker must have left this call before its task and context go out of scope.
+        // A worker that has not woken yet is not waited for: it finds the call closed. One
+        // that joined must have left before the task and its context go out of scope.
         std::unique_lock<std::mutex> lock(mutex_);
-        done_.wait(lock, [this] { return pending_ == 0; });
+        open_ = false;
+        done_.wait(lock, [this] { return active_ == 0; });
     }
     if (failure_) std::rethrow_exception(failure_);
 }
@@ -66,10 +68,12 @@ void SrFloatThreadPool::workerLoop_(int worker) {
         wake_.wait(lock, [&] { return stop_ || generation_ != seen; });
         if (stop_) return;
         seen = generation_;
+        if (!open_) continue;
+        ++active_;
         lock.unlock();
         work_(worker);
         lock.lock();
-        if (--pending_ == 0) done_.notify_one();
+        if (--active_ == 0) done_.notify_one();
     }
 }
 

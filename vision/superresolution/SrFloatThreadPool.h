@@ -50,7 +50,8 @@ private:
     std::condition_variable wake_;
     std::condition_variable done_;
     unsigned generation_ = 0;
-    int pending_ = 0;
+    bool open_ = false;  // workers may still join the current call
+    int active_ = 0;     // workers inside the current call
     bool stop_ = false;
     Call call_ = nullptr;
     void* context_ = nullptr;
