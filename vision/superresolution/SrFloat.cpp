@@ -272,8 +272,10 @@ void SrFloat<Registration>::setThreadCount(int count) {
         if constexpr (std::is_same<Registration, SrFloatRegistration2>::value) registration.setThreadPool(pool);
         minimization.setThreadPool(pool);
     };
+    // Started first: if the threads cannot start, the engine stays as it was.
+    std::shared_ptr<SrFloatThreadPool> pool = count > 1 ? std::make_shared<SrFloatThreadPool>(count) : nullptr;
     share(nullptr);  // the parts let go of the old pool before it stops
-    threadPool = count > 1 ? std::make_shared<SrFloatThreadPool>(count) : nullptr;
+    threadPool = std::move(pool);
     share(threadPool.get());
 }
 

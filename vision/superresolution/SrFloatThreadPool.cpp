@@ -5,10 +5,19 @@ namespace vorel {
 namespace vision {
 
 SrFloatThreadPool::SrFloatThreadPool(int threads) {
-    for (int worker = 1; worker < threads; ++worker) workers_.emplace_back([this, worker] { workerLoop_(worker); });
+    try {
+        for (int worker = 1; worker < threads; ++worker)
+            workers_.emplace_back([this, worker] { workerLoop_(worker); });
+    } catch (...) {
+        // No destructor runs after a throw here: the workers already started must end now.
+        joinWorkers_();
+        throw;
+    }
 }
 
-SrFloatThreadPool::~SrFloatThreadPool() {
+SrFloatThreadPool::~SrFloatThreadPool() { joinWorkers_(); }
+
+void SrFloatThreadPool::joinWorkers_() {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stop_ = true;

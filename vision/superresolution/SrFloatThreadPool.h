@@ -44,6 +44,7 @@ private:
     void runTasks_(int count, Call call, void* context);
     void work_(int worker);
     void workerLoop_(int worker);
+    void joinWorkers_();
 
     std::vector<std::thread> workers_;
     std::mutex mutex_;
