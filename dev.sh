@@ -4,6 +4,7 @@
 #   ./dev.sh build           configure and build (Release) into build/
 #   ./dev.sh test            deps + build + run the whole test suite
 #   ./dev.sh test --sanitize the same with AddressSanitizer and UBSan, in build-sanitize/
+#   ./dev.sh test --tsan     the threaded tests under ThreadSanitizer, in build-tsan/
 #   ./dev.sh test --aarch64  cross-build for 64-bit ARM into build-aarch64/, run the tests under qemu-user
 #   ./dev.sh demo            deps + build + super-resolve the built-in demo burst
 #   ./dev.sh bench           deps + build + micro-benchmarks, then the method comparison
@@ -119,6 +120,13 @@ case "$command" in
     if [ "${1:-}" = "--sanitize" ]; then
       build build-sanitize -DVSR_SANITIZE=ON -DVSR_BUILD_BENCH=OFF
       ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build-sanitize
+    elif [ "${1:-}" = "--tsan" ]; then
+      cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVSR_TSAN=ON -DVSR_BUILD_BENCH=OFF \
+        -DVSR_BUILD_PYTHON=OFF -DVSR_BUILD_TOOL=OFF >/dev/null
+      cmake --build build-tsan -j "$JOBS" --target superresolution_tests api_tests
+      # OpenCV is not instrumented: its own workers would only add noise, so it runs on the caller.
+      OPENCV_FOR_THREADS_NUM=1 TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+        ctest --test-dir build-tsan --output-on-failure -j "$JOBS" -R 'Thread'
     elif [ "${1:-}" = "--aarch64" ]; then
       # The library and its tests: the tool and its tests need OpenCV's codecs, which stay native.
       deps_aarch64
@@ -147,6 +155,6 @@ case "$command" in
     run_fuzzer c_interface "$seconds"
     run_fuzzer frame_reader "$seconds" ;;
   *)
-    sed -n '2,9p' "$0" | sed 's/^# \{0,1\}//' >&2
+    sed -n '2,12p' "$0" | sed 's/^# \{0,1\}//' >&2
     exit 2 ;;
 esac

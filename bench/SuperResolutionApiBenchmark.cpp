@@ -9,15 +9,17 @@
 
 namespace {
 
-
 // Steady state: the window is full, so every added frame is a reconstruction.
+// Arguments: frame width, height and the engine's thread count.
 void BM_SuperResolutionApiAddImage(benchmark::State& state) {
     const int width = static_cast<int>(state.range(0));
     const int height = static_cast<int>(state.range(1));
+    const int threads = static_cast<int>(state.range(2));
     const std::vector<cv::Mat_<float>> frames = benchmarkBurst(width, height);
 
     QuietCout quiet;
     const int context = SuperResolution_init(width, height);
+    if (SuperResolution_setThreadCount(context, threads) != 0) state.SkipWithError("no threads");
     for (int i = 0; i < 5; ++i) SuperResolution_addImage(context, frames[i][0]);
     std::size_t next = 5;
     int code = 0;
@@ -35,9 +37,11 @@ void BM_SuperResolutionApiAddImage(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());  // frames
 }
 BENCHMARK(BM_SuperResolutionApiAddImage)
-    ->Args({160, 120})
-    ->Args({320, 240})
-    ->Args({640, 480})
+    ->ArgNames({"width", "height", "threads"})
+    ->ArgsProduct({{160}, {120}, {1, 2}})
+    ->ArgsProduct({{320}, {240}, {1, 2}})
+    ->ArgsProduct({{640}, {480}, {1, 2}})
+    ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -29,6 +29,11 @@ CInterfaceReconstructor::CInterfaceReconstructor(cv::Size frameSize, const Recon
         SuperResolution_release(context_);
         throw ToolError(ExitCode::Usage, std::string("--reference: ") + message);
     }
+    if (SuperResolution_setThreadCount(context_, settings.threads) != 0) {
+        const std::string message = lastError();
+        SuperResolution_release(context_);
+        throw ToolError(ExitCode::Usage, "--threads: " + message);
+    }
     result_.create(2 * frameSize.height, 2 * frameSize.width);
 }
 

@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <type_traits>
+
 namespace vorel {
 namespace tools {
 namespace {
@@ -44,6 +46,8 @@ EngineReconstructor<Engine>::EngineReconstructor(cv::Size frameSize, const Recon
         engine_->setRelativeResidue(0.007f);
         if (settings.iterations > 0) engine_->setMaxCGIters(settings.iterations);
         if (settings.psfSigma > 0.0f) engine_->setPsfSigma(settings.psfSigma);
+        // The first-generation engine runs on the caller's thread alone.
+        if constexpr (!std::is_same<Engine, vision::SuperResolution>::value) engine_->setThreadCount(settings.threads);
     });
 }
 

@@ -25,6 +25,7 @@ struct ReconstructionSettings {
     RegistrationMethod registration = RegistrationMethod::Corners;
     bool referenceEngine = false;  ///< the first-generation engine, with its own registration
     bool verbose = false;  ///< let the library's timing lines through
+    int threads = 1;       ///< threads per reconstruction, the caller's included; the same result for any count
     /// The four-lane vector engine (SrFloatNeon) instead of the float engine; it
     /// neither masks nor refills result pixels near defective frame pixels.
     bool vectorEngine = false;

@@ -14,8 +14,10 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <thread>
 
 namespace vorel {
 namespace tools {
@@ -273,6 +275,13 @@ void addRunCommand(CLI::App& vsr) {
             ""))
         ->type_name("auto|off|LIST");
     run->add_flag("--verbose", settings.verbose, "let the library's timing lines through");
+    // A program, not a library inside a host: all cores by default.
+    settings.threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    run->add_option("--threads", settings.threads,
+                    "threads per reconstruction (default: the machine's cores, " + std::to_string(settings.threads) +
+                        " here); any count gives the same result")
+        ->check(CLI::Range(1, 256))
+        ->type_name("N");
 
     run->callback([options, reference] {
         ReconstructionSettings& settings = options->settings;

@@ -24,6 +24,7 @@
 #include <map>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -91,6 +92,9 @@ std::vector<Row> compare(const Condition& condition, int btvIterations) {
         });
     };
     add("library", [&] { return runLibrary(library, burst.frames); });
+    ReconstructionSettings allCores = library;
+    allCores.threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    add("lib-all", [&] { return runLibrary(allCores, burst.frames); });
     ReconstructionSettings phase = library;
     phase.registration = RegistrationMethod::PhaseCorrelation;
     add("lib-phase", [&] { return runLibrary(phase, burst.frames); });
@@ -123,6 +127,15 @@ std::vector<Row> compare(const Condition& condition, int btvIterations) {
         result = vorel::bench::BtvL1(settings.blur, btvIterations).reconstruct(burst.frames)[kReference];
         return elapsedMs(watch) / kFrames;
     });
+    // For information: the peer with OpenCV's own default threading.
+    add("BTV-all", [&] {
+        cv::setNumThreads(-1);
+        vorel::StopWatch watch;
+        result = vorel::bench::BtvL1(settings.blur, btvIterations).reconstruct(burst.frames)[kReference];
+        const double ms = elapsedMs(watch) / kFrames;
+        cv::setNumThreads(1);
+        return ms;
+    });
 #endif
     return rows;
 }
@@ -147,10 +160,11 @@ int main(int argc, char** argv) {
         "back from the newest): bicubic and lanczos4 enlarge it, BTV-L1 returns its result for it.\n"
         "Scores against the unblurred scene in that frame's geometry, each result aligned by its best\n"
         "global shift (+-3 output pixels, half-pixel steps), a border of %d output pixels left out.\n"
-        "One thread for every method.\n"
+        "One thread for every method but lib-all (the library on all %u cores, the same image) and BTV-all\n"
+        "(the peer with OpenCV's default threading, for information).\n"
         "library: corner-tracking registration (the C interface's); lib-phase: phase correlation.\n"
         "ms/frame: library = one more frame into a full window; BTV-L1 = its pass over the burst / %d.\n\n",
-        kFrames, kReference + 1, kScoreBorder, kFrames);
+        kFrames, kReference + 1, kScoreBorder, std::max(1u, std::thread::hardware_concurrency()), kFrames);
     std::printf("%-9s %-9s %-8s %6s %6s %9s %7s %9s   vs %s: %s\n", "method", "scene", "size", "noise", "blur",
                 "PSNR[dB]", "SSIM", "ms/frame", peer.c_str(), "dPSNR  SSIM-ratio  time-ratio");
 

@@ -115,6 +115,8 @@ TEST(VsrProgram, BadCommandLinesExitWithUsageCode) {
          "vsr run: --size: sides must be between 1 and 1000000, got '99999999999x1' (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--engine", "vector", "--registration", "phase"},
          "vsr run: --registration excludes --engine (see 'vsr run --help')\n"},
+        {{"run", "a.tif", "-o", "out.tif", "--threads", "0"},
+         "vsr run: --threads: Value 0 not in range 1 to 256 (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--registration", "edges"},
          "vsr run: --registration: edges not in {corners,phase} (see 'vsr run --help')\n"},
         {{"run", "a.tif", "-o", "out.tif", "--camera", "k410 FOV 24", "--window", "7"},

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <iostream>
+#include <type_traits>
 
 namespace vorel {
 namespace vision {
@@ -95,6 +96,9 @@ SrFloat<Registration, Minimization, Mask>& SrFloat<Registration, Minimization, M
     shifts = other.shifts;
     masks = other.masks;
     frameCount = other.frameCount;
+    threadPool = other.threadPool;
+    completeShifts = other.completeShifts;
+    frameList.clear();
     return *this;
 }
 
@@ -171,7 +175,6 @@ float SrFloat<Registration, Minimization, Mask>::computeSR(float* out) {
     if (n == 0 || registration.doRegistration(n, ref, frames, shifts, masks, shiftedFrames) < 0) return -998.0f;
     std::cout << " registration:         " << watch.stop() * 1000.0 << "[ms]\n";
 
-    std::vector<cv::Point2f> completeShifts;
     watch.start();
     const int status = checkWindow_(n, completeShifts);
     std::cout << " large_displacement:   " << watch.stop() * 1000.0 << "[ms]\n";
@@ -183,8 +186,7 @@ float SrFloat<Registration, Minimization, Mask>::computeSR(float* out) {
 
     cv::Mat_<float> result(outputHeight, outputWidth, estimate);
     badPixelHandling.maskBadPixel(result, completeShifts);
-    std::vector<cv::Mat_<float>> frameList;
-    frameList.reserve(static_cast<std::size_t>(n));
+    frameList.clear();
     for (int i = 0; i < n; ++i) frameList.emplace_back(height, width, frames[i]);
     badPixelHandling.replaceMaskedPixel(result, completeShifts, frameList);
 
@@ -254,6 +256,23 @@ void SrFloat<Registration, Minimization, Mask>::setMaxCGIters(int iterations) {
 template <class Registration, class Minimization, typename Mask>
 void SrFloat<Registration, Minimization, Mask>::setDataIsNUC(bool dataIsNUC) {
     badPixelHandling.setDataIsNUC(dataIsNUC);
+}
+
+template <class Registration, class Minimization, typename Mask>
+void SrFloat<Registration, Minimization, Mask>::setThreadCount(int count) {
+    if (count < 1) throw "Invalid number of threads specified.";
+    if (count == getThreadCount()) return;
+    // The phase-correlation registration shares its transform buffers between
+    // frames, so it stays on the caller; its engine threads the minimiser only.
+    auto share = [this](SrFloatThreadPool* pool) {
+        if constexpr (std::is_base_of<SrFloatRegistration2, Registration>::value) registration.setThreadPool(pool);
+        minimization.setThreadPool(pool);
+    };
+    // Started first: if the threads cannot start, the engine stays as it was.
+    std::shared_ptr<SrFloatThreadPool> pool = count > 1 ? std::make_shared<SrFloatThreadPool>(count) : nullptr;
+    share(nullptr);  // the parts let go of the old pool before it stops
+    threadPool = std::move(pool);
+    share(threadPool.get());
 }
 
 template <class Registration, class Minimization, typename Mask>

@@ -5,10 +5,12 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SrFloatThreadPool.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 #include <opencv2/core.hpp>
 
+#include <memory>
 #include <vector>
 
 namespace vorel {
@@ -64,6 +66,11 @@ public:
     void setMaxCGIters(int iterations);
     void setMinStructureThreshold(float threshold) { minStructureThreshold = threshold; }
     void setDataIsNUC(bool dataIsNUC);
+    /// Threads for computeSR, the caller's included (default 1: the caller alone).
+    /// Starts the workers once, here; results are the same for every count. Throws
+    /// "Invalid number of threads specified." if count < 1.
+    void setThreadCount(int count);
+    int getThreadCount() const { return threadPool ? threadPool->getThreadCount() : 1; }
 
     int getInputSize() const { return inputSize; }
     int getOutputSize() const { return outputSize; }
@@ -114,6 +121,10 @@ protected:
     cv::Point2f* shifts;
     Mask** masks;
     int frameCount;
+    std::shared_ptr<SrFloatThreadPool> threadPool;
+    // Kept between reconstructions, so that computeSR allocates nothing once warm.
+    std::vector<cv::Point2f> completeShifts;
+    std::vector<cv::Mat_<float>> frameList;
 };
 
 extern template class SrFloat<SrFloatRegistration2>;

@@ -214,18 +214,24 @@ void SrFloatConvolution::fromColumnPhases(const float* phased, float* row) const
 
 VOREL_DISPATCH_AVX2 void SrFloatConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY, char* mask,
                                                                 float* out) {
-    backProject<false, false>(in, kernelX, kernelY, mask, out);
+    backProject<false, false>(in, kernelX, kernelY, mask, out, 0, fullHeight);
 }
 
 VOREL_DISPATCH_AVX2 void SrFloatConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY,
                                                                    char* mask, float* out) {
-    backProject<true, false>(in, kernelX, kernelY, mask, out);
+    backProject<true, false>(in, kernelX, kernelY, mask, out, 0, fullHeight);
 }
 
 VOREL_DISPATCH_AVX2 void SrFloatConvolution::phasedAddFullConvFromSparse(const float* in, const float* kernelX,
                                                                          const float* kernelY, const char* mask,
                                                                          float* out) {
-    backProject<true, true>(in, kernelX, kernelY, mask, out);
+    backProject<true, true>(in, kernelX, kernelY, mask, out, 0, fullHeight);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatConvolution::phasedAddFullConvFromSparseRows(const float* in, const float* kernelX,
+                                                                             const float* kernelY, const char* mask,
+                                                                             float* out, int firstRow, int endRow) {
+    backProject<true, true>(in, kernelX, kernelY, mask, out, firstRow, endRow);
 }
 
 VOREL_DISPATCH_AVX2 void SrFloatConvolution::validCorrToSparse(float* in, float* kernelX, float* kernelY, float* out) {
@@ -314,14 +320,14 @@ void SrFloatConvolution::backProjectRow(int r, const float* kernelX, const float
 // work matrix holds the masked frame, the zero-padded spread row and phase rows.
 template <bool Accumulate, bool Phased>
 void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
-                                     float* out) {
+                                     float* out, int firstRow, int endRow) {
     const int lowWidth = static_cast<int>(width / factor);
     const int lowSize = lowWidth * static_cast<int>(height / factor);
     float* masked = workData;
     for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
     float* spread = paddedRow(masked + lowSize);
     float* phases = spread + phaseOffsets[1];
-    for (int r = 0; r < fullHeight; ++r) {
+    for (int r = firstRow; r < endRow; ++r) {
         backProjectRow<Accumulate, Phased>(
             r, kernelX, kernelY, [&](int i) { return masked + i * lowWidth; }, spread, phases,
             out + static_cast<std::size_t>(r) * fullWidth);

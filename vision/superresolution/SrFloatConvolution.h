@@ -54,6 +54,10 @@ public:
     /// addFullConvFromSparse for a full-size `out` in column-phase order.
     void phasedAddFullConvFromSparse(const float* in, const float* kernelX, const float* kernelY, const char* mask,
                                      float* out);
+    /// The same for the full-size rows [firstRow, endRow) only; each row gets
+    /// exactly the sums of the whole-image call, so bands may run on separate objects.
+    void phasedAddFullConvFromSparseRows(const float* in, const float* kernelX, const float* kernelY,
+                                         const char* mask, float* out, int firstRow, int endRow);
     /// validCorrToSparse for a full-size `in` in column-phase order.
     void phasedValidCorrToSparse(const float* in, const float* kernelX, const float* kernelY, float* out);
 
@@ -64,7 +68,8 @@ public:
 
 private:
     template <bool Accumulate, bool Phased>
-    void backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask, float* out);
+    void backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask, float* out,
+                     int firstRow, int endRow);
     template <bool Phased>
     void correlate(const float* in, const float* kernelX, const float* kernelY, float* out);
     void correlateRow(const float* phasedRow, const float* kernelX, float* out);

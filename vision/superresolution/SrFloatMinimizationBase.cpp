@@ -5,6 +5,7 @@
 
 #include "vision/superresolution/SrFloatConvolution.h"
 #include "vision/superresolution/SrFloatNeonConvolution.h"
+#include "vision/superresolution/SrFloatThreadPool.h"
 
 #include <algorithm>
 #include <cmath>
@@ -105,6 +106,10 @@ struct FullSizeOperators<SrFloatConvolution> {
                                   const char* mask, float* out) {
         c.phasedAddFullConvFromSparse(in, kx, ky, mask, out);
     }
+    static void addBackProjectionRows(SrFloatConvolution& c, const float* in, const float* kx, const float* ky,
+                                      const char* mask, float* out, int firstRow, int endRow) {
+        c.phasedAddFullConvFromSparseRows(in, kx, ky, mask, out, firstRow, endRow);
+    }
 };
 
 template <>
@@ -118,7 +123,16 @@ struct FullSizeOperators<SrFloatNeonConvolution> {
     static void addBackProjection(SrFloatNeonConvolution& c, float* in, float* kx, float* ky, float* mask, float* out) {
         c.addFullConvFromSparse(in, kx, ky, mask, out);
     }
+    static void addBackProjectionRows(SrFloatNeonConvolution& c, const float* in, const float* kx, const float* ky,
+                                      const float* mask, float* out, int firstRow, int endRow) {
+        c.addFullConvFromSparseRows(in, kx, ky, mask, out, firstRow, endRow);
+    }
 };
+
+// Row r of band b of `bands` over `rows` rows: the bands depend on the count only.
+int bandStart(int rows, int band, int bands) {
+    return static_cast<int>(static_cast<long long>(rows) * band / bands);
+}
 
 }  // namespace
 
@@ -132,6 +146,7 @@ SrFloatMinimizationBase<Convolution, Mask>::SrFloatMinimizationBase(int width, i
       fullHeight(static_cast<int>(height * factor + kernelSize - 1)),
       fullSize(fullWidth * fullHeight),
       frameCount(frameCount),
+      spare(spare),
       factor(factor),
       psfSigma(0.683f),
       weightTV(400.0f),
@@ -204,6 +219,44 @@ template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::setWeightTV(float value) {
     weightTV = value;
     negInvWeightTV = -1.0f / value;
+}
+
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::setThreadPool(SrFloatThreadPool* threadPool) {
+    pool = threadPool && threadPool->getThreadCount() > 1 ? threadPool : nullptr;
+    workerConvolutions.clear();
+    frameScratch.clear();
+    frameScratchRows.clear();
+    if (!pool) return;
+    for (int worker = 1; worker < pool->getThreadCount(); ++worker)
+        workerConvolutions.push_back(std::make_shared<Convolution>(
+            static_cast<int>(width * factor), static_cast<int>(height * factor), kernelSize, kernelSize, factor));
+    const std::size_t stride = static_cast<std::size_t>(width) * height + spare;
+    frameScratch.assign(stride * frameCount, 0.0f);
+    for (int k = 0; k < frameCount; ++k) frameScratchRows.push_back(frameScratch.data() + stride * k);
+}
+
+template <class Convolution, typename Mask>
+Convolution& SrFloatMinimizationBase<Convolution, Mask>::convolutionOf(int worker) {
+    return worker == 0 ? *convolution : *workerConvolutions[static_cast<std::size_t>(worker - 1)];
+}
+
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::addBackProjections(int nFrames, float* const* in, Mask** masks,
+                                                                    float* out) {
+    if (!pool) {
+        for (int k = 0; k < nFrames; ++k)
+            FullSizeOperators<Convolution>::addBackProjection(*convolution, in[k], psfX[k], psfY[k], masks[k], out);
+        return;
+    }
+    // Frame after frame within each band, so every pixel adds the frames in order.
+    const int bands = pool->getThreadCount();
+    pool->run(bands, [&](int band, int worker) {
+        const int first = bandStart(fullHeight, band, bands), end = bandStart(fullHeight, band + 1, bands);
+        for (int k = 0; k < nFrames; ++k)
+            FullSizeOperators<Convolution>::addBackProjectionRows(convolutionOf(worker), in[k], psfX[k], psfY[k],
+                                                                  masks[k], out, first, end);
+    });
 }
 
 // Pixel-integrated Gaussian: tap K/2 + i holds the mass over [i, i + 1], mirrored
@@ -281,8 +334,7 @@ int SrFloatMinimizationBase<Convolution, Mask>::minimize(int nFrames, int refInd
     generatePsfs(nFrames, shifts);
 
     std::fill(rhs, rhs + fullSize, 0.0f);
-    for (int k = 0; k < nFrames; ++k)
-        FullSizeOperators<Convolution>::addBackProjection(*convolution, frames[k], psfX[k], psfY[k], masks[k], rhs);
+    addBackProjections(nFrames, frames, masks, rhs);
     invNormB = static_cast<float>(1.0 / dot(rhs, rhs, fullSize));
     std::memcpy(estimate, rhs, sizeof(float) * fullSize);
 
@@ -476,7 +528,8 @@ void SrFloatMinimizationBase<Convolution, Mask>::computeL() {
 
 // out = L x. Only the couplings inside the image take part.
 template <class Convolution, typename Mask>
-void SrFloatMinimizationBase<Convolution, Mask>::applyTv(const float* __restrict x, float* __restrict out) const {
+void SrFloatMinimizationBase<Convolution, Mask>::applyTv(const float* __restrict x, float* __restrict out,
+                                                         int firstRow, int endRow) const {
     const int step = FullSizeOperators<Convolution>::phases(factor);
     const int wf = fullWidth;
     const int hf = fullHeight;
@@ -498,7 +551,7 @@ void SrFloatMinimizationBase<Convolution, Mask>::applyTv(const float* __restrict
         if (r >= 1 && c + 1 < wf) sum += southWest[fullIndex(r - 1, c + 1)] * x[fullIndex(r - 1, c + 1)];
         out[i] = sum;
     };
-    for (int r = 0; r < hf; ++r) {
+    for (int r = firstRow; r < endRow; ++r) {
         if (r == 0 || r == hf - 1) {
             for (int c = 0; c < wf; ++c) stencilAt(r, c);
             continue;
@@ -534,7 +587,21 @@ void SrFloatMinimizationBase<Convolution, Mask>::applyTv(const float* __restrict
 // out = L x + sum_k A_k' M_k A_k x.
 template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::gradient(float* x, int nFrames, Mask** masks, float* out) {
-    applyTv(x, out);
+    if (pool) {
+        // The TV product (in bands) and the correlations only read x, so they run side by side.
+        const int bands = pool->getThreadCount();
+        pool->run(nFrames + bands, [&](int task, int worker) {
+            if (task < nFrames)
+                FullSizeOperators<Convolution>::correlate(convolutionOf(worker), x, psfX[task], psfY[task],
+                                                          frameScratchRows[task]);
+            else
+                applyTv(x, out, bandStart(fullHeight, task - nFrames, bands),
+                        bandStart(fullHeight, task - nFrames + 1, bands));
+        });
+        addBackProjections(nFrames, frameScratchRows.data(), masks, out);
+        return;
+    }
+    applyTv(x, out, 0, fullHeight);
     for (int k = 0; k < nFrames; ++k) {
         FullSizeOperators<Convolution>::correlate(*convolution, x, psfX[k], psfY[k], lowResScratch);
         FullSizeOperators<Convolution>::addBackProjection(*convolution, lowResScratch, psfX[k], psfY[k], masks[k], out);

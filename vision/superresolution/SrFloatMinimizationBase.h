@@ -5,6 +5,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <memory>
+#include <vector>
+
 // The hot steps are compiled for two targets (vorel/Dispatch.h). In a class
 // template only an attribute on the declaration in the class reaches the
 // instantiations, so the defining source turns it on here; every other caller
@@ -18,6 +21,7 @@ namespace vision {
 
 class SrFloatConvolution;
 class SrFloatNeonConvolution;
+class SrFloatThreadPool;
 
 /// TV-regularised reconstruction of one high-resolution image from a registered
 /// window of low-resolution frames, for any pair of sparse-grid operators
@@ -62,6 +66,11 @@ public:
     float getWeightTV() const { return weightTV; }
     void setWeightTV(float value);
 
+    /// Runs the operator passes on `pool`'s workers (not owned; nullptr or one
+    /// thread: on the caller alone). Every pixel sums its terms in the same order
+    /// whatever the thread count, so the results do not change.
+    void setThreadPool(SrFloatThreadPool* pool);
+
 protected:
     /// width, height: frame size; frameCount: largest window; factor: up-scaling.
     /// Every image buffer gets `spare` zeroed floats beyond its end.
@@ -74,7 +83,11 @@ protected:
     SRFLOAT_MINIMIZATION_DISPATCH int conjugateGradients(int nFrames, Mask** masks, int budget);
     SRFLOAT_MINIMIZATION_DISPATCH void computeL();
     void gradient(float* x, int nFrames, Mask** masks, float* out);
-    SRFLOAT_MINIMIZATION_DISPATCH void applyTv(const float* x, float* out) const;
+    /// out = L x on the full-size rows [firstRow, endRow).
+    SRFLOAT_MINIMIZATION_DISPATCH void applyTv(const float* x, float* out, int firstRow, int endRow) const;
+    /// out += sum_k A_k' M_k in[k], in row bands across the pool.
+    void addBackProjections(int nFrames, float* const* in, Mask** masks, float* out);
+    Convolution& convolutionOf(int worker);
     /// Index of a full-size pixel in the order the operators keep full-size images in.
     int fullIndex(int row, int column) const;
     SRFLOAT_MINIMIZATION_DISPATCH bool iteration(int k, int nFrames, Mask** masks);
@@ -86,6 +99,7 @@ protected:
     int fullHeight;
     int fullSize;
     int frameCount;
+    int spare;
     float factor;
     float psfSigma;
     float weightTV;
@@ -112,6 +126,12 @@ protected:
     float invEpsilon;
     float residualNorm;
     float invNormB;
+    SrFloatThreadPool* pool = nullptr;
+    /// Operators of the pool's workers but the first, which uses `convolution`.
+    std::vector<std::shared_ptr<Convolution>> workerConvolutions;
+    /// One sparse-grid image per frame for the correlations that run side by side.
+    std::vector<float> frameScratch;
+    std::vector<float*> frameScratchRows;
 };
 
 extern template class SrFloatMinimizationBase<SrFloatConvolution, char>;

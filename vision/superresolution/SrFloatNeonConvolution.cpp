@@ -140,12 +140,18 @@ SrFloatNeonConvolution::SrFloatNeonConvolution(int width, int height, int kernel
 
 VOREL_DISPATCH_AVX2 void SrFloatNeonConvolution::fullConvFromSparse(float* in, float* kernelX, float* kernelY,
                                                                     float* mask, float* out) {
-    backProject<false>(in, kernelX, kernelY, mask, out);
+    backProject<false>(in, kernelX, kernelY, mask, out, 0, fullHeight);
 }
 
 VOREL_DISPATCH_AVX2 void SrFloatNeonConvolution::addFullConvFromSparse(float* in, float* kernelX, float* kernelY,
                                                                        float* mask, float* out) {
-    backProject<true>(in, kernelX, kernelY, mask, out);
+    backProject<true>(in, kernelX, kernelY, mask, out, 0, fullHeight);
+}
+
+VOREL_DISPATCH_AVX2 void SrFloatNeonConvolution::addFullConvFromSparseRows(const float* in, const float* kernelX,
+                                                                           const float* kernelY, const float* mask,
+                                                                           float* out, int firstRow, int endRow) {
+    backProject<true>(in, kernelX, kernelY, mask, out, firstRow, endRow);
 }
 
 // The masked frame is widened once, each sample to (a, a), with vdup_n_f32 and
@@ -154,7 +160,7 @@ VOREL_DISPATCH_AVX2 void SrFloatNeonConvolution::addFullConvFromSparse(float* in
 // row, which the horizontal pass spreads into row r while it is in cache.
 template <bool Accumulate>
 void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const float* mask,
-                                         float* out) {
+                                         float* out, int firstRow, int endRow) {
     const int span = 2 * lowWidth;  // a widened row
     float* masked = workData;
     for (int i = 0; i < lowHeight; ++i) {
@@ -184,7 +190,7 @@ void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, 
 
     const float* rows[kMaxTaps];
     float taps[kMaxTaps];
-    for (int r = 0; r < fullHeight; ++r) {
+    for (int r = firstRow; r < endRow; ++r) {
         // Low-resolution row i feeds row 2i + t: taps t of r's parity with 0 <= (r - t) / 2 < h, ascending.
         int terms = 0;
         for (int t = std::max(r % 2, r - 2 * (lowHeight - 1)); t < std::min(kernelHeight, r + 1); t += 2) {

@@ -29,6 +29,10 @@ public:
 
     /// As fullConvFromSparse, but adds the result to `out`.
     void addFullConvFromSparse(float* in, float* kernelX, float* kernelY, float* mask, float* out);
+    /// The same for the full-size rows [firstRow, endRow) only; each row gets
+    /// exactly the sums of the whole-image call, so bands may run on separate objects.
+    void addFullConvFromSparseRows(const float* in, const float* kernelX, const float* kernelY, const float* mask,
+                                   float* out, int firstRow, int endRow);
 
     /// Adjoint of the unmasked back-projection: the "valid" correlation of the
     /// full-size `in` with the kernels, sampled on the sparse grid into `out`
@@ -37,7 +41,8 @@ public:
 
 private:
     template <bool Accumulate>
-    void backProject(const float* in, const float* kernelX, const float* kernelY, const float* mask, float* out);
+    void backProject(const float* in, const float* kernelX, const float* kernelY, const float* mask, float* out,
+                     int firstRow, int endRow);
 
     int width;
     int height;

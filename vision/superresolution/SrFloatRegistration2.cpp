@@ -2,6 +2,7 @@
 #include "vision/superresolution/SrFloatRegistration2.h"
 
 #include "vision/superresolution/SrFloatSubPixelFlow.h"
+#include "vision/superresolution/SrFloatThreadPool.h"
 #include "vorel/Exception.h"
 
 #include <opencv2/imgproc.hpp>
@@ -55,7 +56,10 @@ SrFloatRegistration2::SrFloatRegistration2(int width, int height, int numFrames)
       sumGxx(0.0f),
       sumGxy(0.0f),
       sumGyy(0.0f),
-      errBlurred(new float[size]()) {}
+      errBlurred(new float[size]()),
+      tracks(numFrames),
+      found(numFrames),
+      results(numFrames) {}
 
 SrFloatRegistration2::SrFloatRegistration2(const SrFloatRegistration2& other)
     : SrFloatRegistration2(other.width, other.height, other.numFrames) {
@@ -118,6 +122,18 @@ void SrFloatRegistration2::copyFrom_(const SrFloatRegistration2& other) {
     sumGyy = other.sumGyy;
     completeShifts = other.completeShifts;
     flowShifts = other.flowShifts;
+    pool = other.pool;
+    workerScratch = other.workerScratch;
+    // Scratch only: a copy gets its own, never a share of the source's matrices.
+    tracks.assign(static_cast<std::size_t>(numFrames), Track());
+    found.assign(static_cast<std::size_t>(numFrames), cv::Point_<float>());
+    results.assign(static_cast<std::size_t>(numFrames), 0);
+}
+
+void SrFloatRegistration2::setThreadPool(SrFloatThreadPool* threadPool) {
+    pool = threadPool;
+    const int extra = pool ? pool->getThreadCount() - 1 : 0;
+    workerScratch.assign(static_cast<std::size_t>(extra), std::vector<float>(2 * static_cast<std::size_t>(size)));
 }
 
 int SrFloatRegistration2::nextSlot_() {
@@ -176,25 +192,31 @@ int SrFloatRegistration2::registerWithCorners(unsigned int ref, unsigned int fra
     // The tracker rejects an empty point list; a reference without corners tracks nothing.
     if (refCorners.empty()) return -9;
 
-    std::vector<cv::Point_<float>> nextPts;
-    cv::Mat status, err;
-    cv::calcOpticalFlowPyrLK(pyramids[ref], pyramids[frame], refCorners, nextPts, status, err,
+    Track& track = tracks[frame];
+    cv::calcOpticalFlowPyrLK(pyramids[ref], pyramids[frame], refCorners, track.points, track.status, track.err,
                              cv::Size(flowWinSize, flowWinSize), 3,
                              cv::TermCriteria(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01), 0, 0.0001);
 
-    std::vector<cv::Point_<float>> moves;
-    moves.reserve(refCorners.size());
-    const uchar* tracked = status.ptr<uchar>();
+    std::vector<cv::Point_<float>>& moves = track.moves;
+    moves.clear();
+    const uchar* tracked = track.status.ptr<uchar>();
     for (std::size_t i = 0; i < refCorners.size(); ++i)
-        if (tracked[i]) moves.push_back(nextPts[i] - refCorners[i]);
+        if (tracked[i]) moves.push_back(track.points[i] - refCorners[i]);
     if (moves.empty()) return -9;
-    shift = medianGatedShift_(moves);
+    shift = medianGatedShift_(moves, track.xs, track.ys);
     return 0;
 }
 
 cv::Point_<int> SrFloatRegistration2::medianGatedShift_(const std::vector<cv::Point_<float>>& moves) {
+    std::vector<float> xs, ys;
+    return medianGatedShift_(moves, xs, ys);
+}
+
+cv::Point_<int> SrFloatRegistration2::medianGatedShift_(const std::vector<cv::Point_<float>>& moves,
+                                                        std::vector<float>& xs, std::vector<float>& ys) {
     const std::size_t middle = moves.size() / 2;  // upper middle for an even count
-    std::vector<float> xs(moves.size()), ys(moves.size());
+    xs.resize(moves.size());
+    ys.resize(moves.size());
     for (std::size_t i = 0; i < moves.size(); ++i) {
         xs[i] = moves[i].x;
         ys[i] = moves[i].y;
@@ -227,18 +249,36 @@ int SrFloatRegistration2::registerFrames(int n, int ref, float** const /*frames*
     extractCornersRefImage(blurredFrames[ref]);
     if (flowShifts.empty()) flowShifts.resize(n);
 
-    std::vector<cv::Point_<float>> found(n, cv::Point_<float>(0.0f, 0.0f));
-    for (int k = 0; k < n; ++k) {
-        if (k == ref) {
-            shifts[k] = cv::Point_<float>(0.0f, 0.0f);
-            continue;
-        }
+    // Each frame is tracked and refined on its own, into its own mask; the first
+    // failure in frame order wins, and the frames after it keep empty masks as
+    // when the loop stops there.
+    found.assign(static_cast<std::size_t>(n), cv::Point_<float>(0.0f, 0.0f));
+    results.assign(static_cast<std::size_t>(n), 0);
+    auto registerOne = [&](int k, int worker) {
+        if (k == ref) return;
         cv::Point_<int> coarse(0, 0);
-        const int result = registerWithCorners(ref, k, coarse);
-        if (result != 0) return result;
-        found[k] = opticalFlow(ref, k, coarse, masks[k]);
+        results[k] = registerWithCorners(ref, k, coarse);
+        if (results[k] == 0)
+            found[k] = workerFlow_(worker).opticalFlow(blurredFrames[ref][0], blurredFrames[k][0], coarse,
+                                                       cv::Vec3f(sumGxx, sumGxy, sumGyy), regError,
+                                                       regErrBlurRadius, masks[k]);
+    };
+    if (pool) {
+        pool->run(n, registerOne);
+    } else {
+        for (int k = 0; k < n; ++k) {
+            registerOne(k, 0);
+            if (results[k] != 0) break;
+        }
     }
-    std::copy(found.begin(), found.end(), shifts);
+    for (int k = 0; k < n; ++k) {
+        if (results[k] == 0) continue;
+        for (int later = k + 1; later < n; ++later)
+            if (later != ref) std::memset(masks[later], 0, static_cast<std::size_t>(size));
+        if (ref < k) shifts[ref] = cv::Point_<float>(0.0f, 0.0f);
+        return results[k];
+    }
+    std::copy(found.begin(), found.begin() + n, shifts);
     flowShifts = found;
     return 0;
 }
@@ -263,6 +303,12 @@ void SrFloatRegistration2::shiftFrame(float* const in, cv::Point_<float>& shift,
 
 SrFloatSubPixelFlow SrFloatRegistration2::flow_() const {
     return SrFloatSubPixelFlow(width, height, gradX, gradY, errImage, errBlurred);
+}
+
+SrFloatSubPixelFlow SrFloatRegistration2::workerFlow_(int worker) {
+    if (worker == 0) return flow_();
+    float* scratch = workerScratch[static_cast<std::size_t>(worker - 1)].data();
+    return SrFloatSubPixelFlow(width, height, gradX, gradY, scratch, scratch + size);
 }
 
 int SrFloatRegistration2::doRegistration(int n, int ref, float** const frames, cv::Point_<float>* shifts, char** masks,

@@ -13,6 +13,7 @@ namespace vorel {
 namespace vision {
 
 class SrFloatSubPixelFlow;
+class SrFloatThreadPool;
 
 /// Registration of the float engine: finds every frame's shift against the
 /// reference frame with sub-pixel accuracy and marks which pixels of each frame
@@ -59,6 +60,10 @@ public:
     float getRegError() const { return regError; }
     void setRegError(float error) { regError = error; }
 
+    /// Registers the window's frames on `pool`'s workers (not owned; nullptr: on the
+    /// caller alone). The results are the same for every thread count.
+    void setThreadPool(SrFloatThreadPool* pool);
+
 private:
     friend class SrFloatRegistration2Inspector;  // test access to the steps
 
@@ -70,8 +75,12 @@ private:
     void shiftFrame(float* const in, cv::Point_<float>& shift, float* out);
     /// The fine stage on this object's buffers.
     SrFloatSubPixelFlow flow_() const;
+    /// The fine stage on the scratch of one pool worker (worker 0 uses this object's own).
+    SrFloatSubPixelFlow workerFlow_(int worker);
     /// Mean of the tracked corner moves within 2 pixels of their per-axis medians, rounded half up.
     static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves);
+    static cv::Point_<int> medianGatedShift_(const std::vector<cv::Point_<float>>& moves, std::vector<float>& xs,
+                                             std::vector<float>& ys);
     void copyFrom_(const SrFloatRegistration2& other);
     /// Advances the window for one more frame and returns the slot it goes to, not yet prepared.
     int nextSlot_();
@@ -102,6 +111,21 @@ private:
     float* errBlurred;
     std::vector<cv::Point_<float>> completeShifts;
     std::vector<cv::Point_<float>> flowShifts;
+    SrFloatThreadPool* pool = nullptr;
+    /// The tracker's output for one frame, kept so that registrations allocate nothing once warm.
+    struct Track {
+        std::vector<cv::Point_<float>> points;
+        cv::Mat status;
+        cv::Mat err;
+        std::vector<cv::Point_<float>> moves;
+        std::vector<float> xs;
+        std::vector<float> ys;
+    };
+    std::vector<Track> tracks;  // one per window slot
+    std::vector<cv::Point_<float>> found;
+    std::vector<int> results;
+    /// errImage and errBlurred for each pool worker but the first, one after the other.
+    std::vector<std::vector<float>> workerScratch;
 };
 
 }  // namespace vision

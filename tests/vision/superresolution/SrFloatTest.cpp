@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatNeon.h"
 
 #include "BurstSimulator.h"
 #include "tests/support/NoiselessBurst.h"
@@ -18,6 +19,7 @@
 #include <limits>
 #include <regex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace vorel {
@@ -70,7 +72,8 @@ std::vector<float> settings(const Engine& e) {
             e.getPsfSigma(),
             e.getWeightTV(),
             e.getRelativeResidue(),
-            static_cast<float>(e.getMaxCGIters())};
+            static_cast<float>(e.getMaxCGIters()),
+            static_cast<float>(e.getThreadCount())};
 }
 
 TEST(SrFloat, SizesAndDefaults) {
@@ -81,7 +84,7 @@ TEST(SrFloat, SizesAndDefaults) {
     EXPECT_EQ(engine.getOutputSize(), 322 * 240);
     EXPECT_EQ(engine.getWindowSize(), 5);
     EXPECT_EQ(engine.getFrameCount(), 0);
-    EXPECT_EQ(settings(engine), (std::vector<float>{0, 2.0f, 0.0001f, 0.683f, 400.0f, 0.007f, 8}));
+    EXPECT_EQ(settings(engine), (std::vector<float>{0, 2.0f, 0.0001f, 0.683f, 400.0f, 0.007f, 8, 1}));
 
     const Engine oneAndHalf(161, 120, 5, 1.5f);
     EXPECT_EQ(oneAndHalf.getOutputWidth(), 241);  // 241.5 truncated
@@ -120,6 +123,8 @@ TEST(SrFloat, InvalidWindowAndSettingsAreRejectedWithExactTextsAndChangeNothing)
         {"residue NaN", [](Engine& e) { e.setRelativeResidue(kNaN); }, ""},
         {"iterations 1", [](Engine& e) { e.setMaxCGIters(1); }, ""},
         {"iterations 0", [](Engine& e) { e.setMaxCGIters(0); }, "Invalid maximum number of iterations specified."},
+        {"threads 0", [](Engine& e) { e.setThreadCount(0); }, "Invalid number of threads specified."},
+        {"threads -1", [](Engine& e) { e.setThreadCount(-1); }, "Invalid number of threads specified."},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
@@ -141,7 +146,8 @@ TEST(SrFloat, SettersStoreTheirValues) {
     engine.setWeightTV(50.0f);
     engine.setRelativeResidue(0.01f);
     engine.setMaxCGIters(3);
-    EXPECT_EQ(settings(engine), (std::vector<float>{2, -1.0f, 0.5f, 0.35f, 50.0f, 0.01f, 3}));
+    engine.setThreadCount(3);
+    EXPECT_EQ(settings(engine), (std::vector<float>{2, -1.0f, 0.5f, 0.35f, 50.0f, 0.01f, 3, 3}));
 }
 
 TEST(SrFloat, WindowSlidesInAgeOrder) {
@@ -339,6 +345,56 @@ TEST(SrFloat, PhaseCorrelationEngineBeatsBicubic) {
         RecordProperty("gain_db_" + tools::sceneName(kind), std::to_string(gain));
         // Registration errors of a tenth of a pixel already cost most of the gain.
         EXPECT_GE(gain, 3.0);
+    }
+}
+
+// Everything one window of frames gives: the value, the image, the masks and the shifts.
+template <class Engine>
+std::vector<unsigned char> everyResult(int threads, const std::vector<cv::Mat_<float>>& frames) {
+    Engine engine(width, height, 5, 2.0f);
+    engine.setReferenceIndex(2);
+    engine.setThreadCount(threads);
+    std::vector<unsigned char> bytes;
+    auto append = [&bytes](const void* data, std::size_t size) {
+        const auto* first = static_cast<const unsigned char*>(data);
+        bytes.insert(bytes.end(), first, first + size);
+    };
+    CoutCapture quiet;
+    std::vector<float> out(engine.getOutputSize());
+    for (const cv::Mat_<float>& frame : frames) {
+        engine.addFrame(frame);
+        if (engine.getFrameCount() < 5) continue;
+        const float value = engine.computeSR(out.data());
+        append(&value, sizeof value);
+        append(out.data(), out.size() * sizeof(float));
+        // The vector engine's float masks: getMasks copies only width * height bytes of them.
+        std::vector<std::conditional_t<std::is_base_of<SrFloatNeon<SrFloatNeonRegistration>, Engine>::value,
+                                       cv::Mat_<float>, cv::Mat_<unsigned char>>>
+            masks;
+        engine.getMasks(masks);
+        for (const auto& mask : masks) append(mask.data, mask.total());
+        std::vector<cv::Point2f> shifts;
+        engine.getCompleteShifts(shifts);
+        append(shifts.data(), shifts.size() * sizeof(cv::Point2f));
+    }
+    return bytes;
+}
+
+TEST(SrFloat, EveryThreadCountGivesTheSameBits) {
+    std::vector<cv::Point2f> shifts = subPixelShifts;
+    shifts.insert(shifts.end(), subPixelShifts.rbegin(), subPixelShifts.rend());
+    const auto frames = burst(shifts);
+    using Flow = SrFloat<SrFloatRegistration2>;
+    using Phase = SrFloat<SrFloatRegistration1>;
+    using Vector = SrFloatNeon<SrFloatNeonRegistration>;
+    const auto flow = everyResult<Flow>(1, frames);
+    const auto phase = everyResult<Phase>(1, frames);
+    const auto vector = everyResult<Vector>(1, frames);
+    for (int threads : {2, 3}) {
+        SCOPED_TRACE(threads);
+        EXPECT_TRUE(everyResult<Flow>(threads, frames) == flow);
+        EXPECT_TRUE(everyResult<Phase>(threads, frames) == phase);
+        EXPECT_TRUE(everyResult<Vector>(threads, frames) == vector);
     }
 }
 

@@ -12,6 +12,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -129,6 +130,21 @@ int SuperResolution_setCameraAndLensType(int context, const char* description) {
     // No context check: the host calls this for live contexts only.
     // NULL describes nothing, as an empty text does: the default blur.
     contexts[context].engine->setPsfSigma(vorel::vision::psfSigmaOfCameraAndLens(description ? description : ""));
+    return 0;
+}
+
+int SuperResolution_setThreadCount(int context, int count) {
+    Context* record = findContext(context);
+    if (!record) return failure;
+    try {
+        record->engine->setThreadCount(count);
+    } catch (const char* text) {
+        lastError = text;
+        return failure;
+    } catch (const std::system_error& error) {
+        lastError = std::string("Could not start the threads: ") + error.what();
+        return failure;
+    }
     return 0;
 }
 

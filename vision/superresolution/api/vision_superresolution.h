@@ -67,6 +67,13 @@ VRLIB_API int SuperResolution_setReferenceFrame(int context, int index);
    not checked: call it only for a live context. */
 VRLIB_API int SuperResolution_setCameraAndLensType(int context, const char* description);
 
+/* An addition to the eight functions above: the number of threads (the
+   caller's included) that recompute the image; default 1, all work on the
+   caller's thread. The workers start here, once. The image is the same for
+   every count. Returns 0, or -999 for an invalid context or a count below 1
+   ("Invalid number of threads specified."). A count above the cores is allowed. */
+VRLIB_API int SuperResolution_setThreadCount(int context, int count);
+
 /* Adds a frame of width x height floats (copied; the caller keeps ownership).
    From the fifth frame on, recomputes the super-resolved image. Returns 0, -2,
    -3, -4 or -999 (see the result codes). A window that cannot be registered

@@ -130,6 +130,7 @@ TEST(SuperResolutionApi, InvalidHandlesAnswerContextInvalid) {
     const std::vector<std::pair<const char*, std::function<int(int)>>> calls = {
         {"release", [](int c) { return SuperResolution_release(c); }},
         {"setReferenceFrame", [](int c) { return SuperResolution_setReferenceFrame(c, 1); }},
+        {"setThreadCount", [](int c) { return SuperResolution_setThreadCount(c, 2); }},
         {"addImage", [&](int c) { return SuperResolution_addImage(c, frame.data()); }},
         {"addImage NULL", [](int c) { return SuperResolution_addImage(c, nullptr); }},
         {"queryOutputImageSize", [&](int c) { return SuperResolution_queryOutputImageSize(c, &w, &h); }},
@@ -346,6 +347,27 @@ TEST(SuperResolutionApi, InvalidReferenceIndexEscapesAsCString) {
             EXPECT_STREQ(text, "Invalid reference index specified.");
         }
     }
+}
+
+TEST(SuperResolutionApi, ThreadCountBelowOneIsRefusedAndThreadsKeepTheImage) {
+    const auto frames = burst(6);
+    std::vector<std::vector<float>> images;
+    for (int threads : {0, -3, 1, 3}) {
+        SCOPED_TRACE(threads);
+        Context context;
+        if (threads < 1) {
+            EXPECT_EQ(SuperResolution_setThreadCount(context.handle, threads), failure);
+            EXPECT_EQ(lastError(), "Invalid number of threads specified.");
+            continue;
+        }
+        EXPECT_EQ(SuperResolution_setThreadCount(context.handle, threads), 0);
+        for (const auto& frame : frames) EXPECT_EQ(SuperResolution_addImage(context.handle, frame[0]), 0);
+        images.push_back(nanImage());
+        EXPECT_EQ(SuperResolution_getSuperresolutionImage(context.handle, images.back().data()), 0);
+    }
+    ASSERT_EQ(images.size(), 2u);
+    EXPECT_TRUE(allFinite(images[0]));
+    EXPECT_EQ(images[0], images[1]);
 }
 
 TEST(SuperResolutionApi, ErrorMessageCopiesLikeStrncpy) {
