@@ -29,8 +29,7 @@ float erfApproximation(float x) {
 }
 
 // Double-precision dot product over float data. Eight partial sums keep the
-// loop vectorised; the order of the additions is the only difference to a
-// single running sum.
+// loop vectorised.
 double dot(const float* a, const float* b, int n) {
     double partial[8] = {};
     int i = 0;
@@ -42,46 +41,19 @@ double dot(const float* a, const float* b, int n) {
     return sum;
 }
 
-// x += alpha * p and r -= alpha * q in one pass; returns the new sum of r squared.
-double updateEstimateAndResidual(float alpha, const float* p, const float* q, float* x, float* r, int n) {
-    double partial[8] = {};
-    int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        for (int lane = 0; lane < 8; ++lane) {
-            x[i + lane] += alpha * p[i + lane];
-            r[i + lane] -= alpha * q[i + lane];
-            partial[lane] += static_cast<double>(r[i + lane]) * r[i + lane];
-        }
-    }
-    double sum = ((partial[0] + partial[4]) + (partial[1] + partial[5])) +
-                 ((partial[2] + partial[6]) + (partial[3] + partial[7]));
-    for (; i < n; ++i) {
-        x[i] += alpha * p[i];
-        r[i] -= alpha * q[i];
-        sum += static_cast<double>(r[i]) * r[i];
-    }
-    return sum;
+// Row r of band b of `bands` over `rows` rows: the bands depend on the counts only.
+int bandStart(int rows, int band, int bands) {
+    return static_cast<int>(static_cast<long long>(rows) * band / bands);
 }
 
-// r = b - r and p = r in one pass; returns the sum of r squared.
-double startResidual(const float* b, float* r, float* p, int n) {
-    double partial[8] = {};
-    int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        for (int lane = 0; lane < 8; ++lane) {
-            r[i + lane] = b[i + lane] - r[i + lane];
-            p[i + lane] = r[i + lane];
-            partial[lane] += static_cast<double>(r[i + lane]) * r[i + lane];
-        }
-    }
-    double sum = ((partial[0] + partial[4]) + (partial[1] + partial[5])) +
-                 ((partial[2] + partial[6]) + (partial[3] + partial[7]));
-    for (; i < n; ++i) {
-        r[i] = b[i] - r[i];
-        p[i] = r[i];
-        sum += static_cast<double>(r[i]) * r[i];
-    }
-    return sum;
+// rowsOf(firstRow, endRow, worker) over [0, rowCount) in one band per thread.
+template <class Rows>
+void inBands(SrFloatThreadPool* pool, int rowCount, Rows&& rowsOf) {
+    if (!pool) return rowsOf(0, rowCount, 0);
+    const int bands = pool->getThreadCount();
+    pool->run(bands, [&](int band, int worker) {
+        rowsOf(bandStart(rowCount, band, bands), bandStart(rowCount, band + 1, bands), worker);
+    });
 }
 
 // How each pair of operators keeps the minimiser's full-size images:
@@ -129,10 +101,6 @@ struct FullSizeOperators<SrFloatNeonConvolution> {
     }
 };
 
-// Row r of band b of `bands` over `rows` rows: the bands depend on the count only.
-int bandStart(int rows, int band, int bands) {
-    return static_cast<int>(static_cast<long long>(rows) * band / bands);
-}
 
 }  // namespace
 
@@ -169,6 +137,7 @@ SrFloatMinimizationBase<Convolution, Mask>::SrFloatMinimizationBase(int width, i
       residual(new float[fullSize + spare]()),
       direction(new float[fullSize + spare]()),
       product(new float[fullSize + spare]()),
+      rowSums(new double[fullHeight]()),
       negInvWeightTV(-1.0f / weightTV),
       epsilon(0.1f),
       invEpsilon(1.0f / epsilon),
@@ -203,6 +172,7 @@ SrFloatMinimizationBase<Convolution, Mask>::~SrFloatMinimizationBase() {
     delete[] residual;
     delete[] direction;
     delete[] product;
+    delete[] rowSums;
 }
 
 template <class Convolution, typename Mask>
@@ -244,15 +214,8 @@ Convolution& SrFloatMinimizationBase<Convolution, Mask>::convolutionOf(int worke
 template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::addBackProjections(int nFrames, float* const* in, Mask** masks,
                                                                     float* out) {
-    if (!pool) {
-        for (int k = 0; k < nFrames; ++k)
-            FullSizeOperators<Convolution>::addBackProjection(*convolution, in[k], psfX[k], psfY[k], masks[k], out);
-        return;
-    }
     // Frame after frame within each band, so every pixel adds the frames in order.
-    const int bands = pool->getThreadCount();
-    pool->run(bands, [&](int band, int worker) {
-        const int first = bandStart(fullHeight, band, bands), end = bandStart(fullHeight, band + 1, bands);
+    inBands(pool, fullHeight, [&](int first, int end, int worker) {
         for (int k = 0; k < nFrames; ++k)
             FullSizeOperators<Convolution>::addBackProjectionRows(convolutionOf(worker), in[k], psfX[k], psfY[k],
                                                                   masks[k], out, first, end);
@@ -335,7 +298,7 @@ int SrFloatMinimizationBase<Convolution, Mask>::minimize(int nFrames, int refInd
 
     std::fill(rhs, rhs + fullSize, 0.0f);
     addBackProjections(nFrames, frames, masks, rhs);
-    invNormB = static_cast<float>(1.0 / dot(rhs, rhs, fullSize));
+    invNormB = static_cast<float>(1.0 / dotByRows(rhs, rhs));
     std::memcpy(estimate, rhs, sizeof(float) * fullSize);
 
     // Restart CG with a fresh L after every run that converged. A run with no
@@ -365,7 +328,8 @@ template <class Convolution, typename Mask>
 int SrFloatMinimizationBase<Convolution, Mask>::conjugateGradients(int nFrames, Mask** masks, int budget) {
     computeL();
     gradient(estimate, nFrames, masks, residual);
-    residualNorm = static_cast<float>(startResidual(rhs, residual, direction, fullSize));
+    inBands(pool, fullHeight, [&](int first, int end, int) { startResidualRows(first, end); });
+    residualNorm = static_cast<float>(sumOfRows());
     if (relRes * relRes > invNormB * residualNorm) return 0;
     for (int k = 0; k < budget; ++k)
         if (iteration(k, nFrames, masks)) return k + 1;
@@ -375,14 +339,60 @@ int SrFloatMinimizationBase<Convolution, Mask>::conjugateGradients(int nFrames, 
 template <class Convolution, typename Mask>
 bool SrFloatMinimizationBase<Convolution, Mask>::iteration(int /*k*/, int nFrames, Mask** masks) {
     gradient(direction, nFrames, masks, product);
-    const double pq = dot(direction, product, fullSize);
+    const double pq = dotByRows(direction, product);
     const float alpha = static_cast<float>(residualNorm / pq);
-    const double rrNew = updateEstimateAndResidual(alpha, direction, product, estimate, residual, fullSize);
+    inBands(pool, fullHeight, [&](int first, int end, int) { updateRows(alpha, first, end); });
+    const double rrNew = sumOfRows();
     if (static_cast<double>(relRes * relRes) > static_cast<double>(invNormB) * rrNew) return true;
     const float beta = static_cast<float>(rrNew / residualNorm);
-    for (int i = 0; i < fullSize; ++i) direction[i] = residual[i] + beta * direction[i];
+    inBands(pool, fullHeight, [&](int first, int end, int) { directionRows(beta, first, end); });
     residualNorm = static_cast<float>(rrNew);
     return false;
+}
+
+// The reductions keep one sum per row and add the rows in order, so that the
+// order of the additions depends on the image size only, never on the threads.
+template <class Convolution, typename Mask>
+double SrFloatMinimizationBase<Convolution, Mask>::sumOfRows() const {
+    double sum = 0.0;
+    for (int r = 0; r < fullHeight; ++r) sum += rowSums[r];
+    return sum;
+}
+
+template <class Convolution, typename Mask>
+double SrFloatMinimizationBase<Convolution, Mask>::dotByRows(const float* a, const float* b) {
+    inBands(pool, fullHeight, [&](int first, int end, int) { dotRows(a, b, first, end); });
+    return sumOfRows();
+}
+
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::dotRows(const float* a, const float* b, int firstRow, int endRow) {
+    for (int r = firstRow; r < endRow; ++r) rowSums[r] = dot(a + r * fullWidth, b + r * fullWidth, fullWidth);
+}
+
+// residual = rhs - residual and direction = residual; the rows' sums of residual squared.
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::startResidualRows(int firstRow, int endRow) {
+    for (int i = firstRow * fullWidth; i < endRow * fullWidth; ++i) {
+        residual[i] = rhs[i] - residual[i];
+        direction[i] = residual[i];
+    }
+    dotRows(residual, residual, firstRow, endRow);
+}
+
+// estimate += alpha direction and residual -= alpha product; the rows' sums of residual squared.
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::updateRows(float alpha, int firstRow, int endRow) {
+    for (int i = firstRow * fullWidth; i < endRow * fullWidth; ++i) {
+        estimate[i] += alpha * direction[i];
+        residual[i] -= alpha * product[i];
+    }
+    dotRows(residual, residual, firstRow, endRow);
+}
+
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::directionRows(float beta, int firstRow, int endRow) {
+    for (int i = firstRow * fullWidth; i < endRow * fullWidth; ++i) direction[i] = residual[i] + beta * direction[i];
 }
 
 template <class Convolution, typename Mask>
@@ -428,6 +438,16 @@ PhaseRow phaseRow(const Convolution& convolution, int step, int fullWidth, int p
 // pair. Couplings that would cross a row end or leave the image are 0.
 template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::computeL() {
+    inBands(pool, fullHeight, [&](int first, int end, int) { computeLRows(first, end); });
+    // A band's first row needs the couplings of the row above, which the band before computed.
+    const int bands = pool ? pool->getThreadCount() : 1;
+    for (int band = 1; band < bands; ++band) diagonalRow(bandStart(fullHeight, band, bands));
+}
+
+// The couplings of rows [firstRow, endRow) and the diagonal of all but the
+// first row, unless that is row 0.
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::computeLRows(int firstRow, int endRow) {
     static const float invSqrt2 = 1.0f / std::sqrt(2.0f);
     const float* x = estimate;
     const int step = FullSizeOperators<Convolution>::phases(factor);
@@ -450,21 +470,8 @@ void SrFloatMinimizationBase<Convolution, Mask>::computeL() {
         couplingSouthWest[i] =
             below && c >= 1 ? diag / clamp(std::fabs(x[fullIndex(r + 1, c - 1)] - xi) * invSqrt2) : 0.0f;
     };
-    // Minus the sum of every coupling that touches the pixel.
-    auto diagonalAt = [&](int r, int c) {
-        float d = 0.0f;
-        if (c >= 1) d -= couplingEast[fullIndex(r, c - 1)];
-        d -= couplingEast[fullIndex(r, c)];
-        d -= couplingSouth[fullIndex(r, c)];
-        if (r >= 1) d -= couplingSouth[fullIndex(r - 1, c)];
-        d -= couplingSouthEast[fullIndex(r, c)];
-        if (r >= 1 && c >= 1) d -= couplingSouthEast[fullIndex(r - 1, c - 1)];
-        d -= couplingSouthWest[fullIndex(r, c)];
-        if (r >= 1 && c + 1 < wf) d -= couplingSouthWest[fullIndex(r - 1, c + 1)];
-        diagonal[fullIndex(r, c)] = d;
-    };
 
-    for (int r = 0; r < hf; ++r) {
+    for (int r = firstRow; r < endRow; ++r) {
         const bool lastRow = r == hf - 1;
         for (int p = 0; p < step; ++p) {
             const PhaseRow phase = phaseRow(*convolution, step, wf, p);
@@ -500,29 +507,52 @@ void SrFloatMinimizationBase<Convolution, Mask>::computeL() {
             couplingSouth[first] = couplingSouth[second];
             couplingSouthEast[first] = couplingSouthEast[second];
             for (int c = 0; c < wf; ++c) diagonalAt(0, c);
-            continue;
+        } else if (r > firstRow) {
+            // The row's couplings are complete and those of the row above still in cache.
+            diagonalRow(r);
         }
-        // The row's couplings are complete and those of the row above still in cache.
-        for (int p = 0; p < step; ++p) {
-            const PhaseRow phase = phaseRow(*convolution, step, wf, p);
-            const int row = r * wf;
-            const int above = row - wf;
-            const float* east = couplingEast + row + phase.start;
-            const float* eastWest = couplingEast + row + phase.westStart;
-            const float* south = couplingSouth + row + phase.start;
-            const float* southAbove = couplingSouth + above + phase.start;
-            const float* southEast = couplingSouthEast + row + phase.start;
-            const float* southEastAboveWest = couplingSouthEast + above + phase.westStart;
-            const float* southWest = couplingSouthWest + row + phase.start;
-            const float* southWestAboveEast = couplingSouthWest + above + phase.eastStart;
-            float* __restrict center = diagonal + row + phase.start;
-            for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m) {
-                center[m] = -eastWest[m] - east[m] - south[m] - southAbove[m] - southEast[m] - southEastAboveWest[m] -
-                            southWest[m] - southWestAboveEast[m];
-            }
-            for (int m = 0; m < phase.interiorBegin; ++m) diagonalAt(r, step * m + p);
-            for (int m = phase.interiorEnd; m < phase.length; ++m) diagonalAt(r, step * m + p);
+    }
+}
+
+// Minus the sum of every coupling that touches the pixel.
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::diagonalAt(int r, int c) {
+    float d = 0.0f;
+    if (c >= 1) d -= couplingEast[fullIndex(r, c - 1)];
+    d -= couplingEast[fullIndex(r, c)];
+    d -= couplingSouth[fullIndex(r, c)];
+    if (r >= 1) d -= couplingSouth[fullIndex(r - 1, c)];
+    d -= couplingSouthEast[fullIndex(r, c)];
+    if (r >= 1 && c >= 1) d -= couplingSouthEast[fullIndex(r - 1, c - 1)];
+    d -= couplingSouthWest[fullIndex(r, c)];
+    if (r >= 1 && c + 1 < fullWidth) d -= couplingSouthWest[fullIndex(r - 1, c + 1)];
+    diagonal[fullIndex(r, c)] = d;
+}
+
+// diagonalAt for a whole row r >= 1, the interior of each phase vectorised.
+template <class Convolution, typename Mask>
+void SrFloatMinimizationBase<Convolution, Mask>::diagonalRow(int r) {
+    const int step = FullSizeOperators<Convolution>::phases(factor);
+    const int wf = fullWidth;
+    for (int p = 0; p < step; ++p) {
+        const PhaseRow phase = phaseRow(*convolution, step, wf, p);
+        const int row = r * wf;
+        const int above = row - wf;
+        const float* east = couplingEast + row + phase.start;
+        const float* eastWest = couplingEast + row + phase.westStart;
+        const float* south = couplingSouth + row + phase.start;
+        const float* southAbove = couplingSouth + above + phase.start;
+        const float* southEast = couplingSouthEast + row + phase.start;
+        const float* southEastAboveWest = couplingSouthEast + above + phase.westStart;
+        const float* southWest = couplingSouthWest + row + phase.start;
+        const float* southWestAboveEast = couplingSouthWest + above + phase.eastStart;
+        float* __restrict center = diagonal + row + phase.start;
+        for (int m = phase.interiorBegin; m < phase.interiorEnd; ++m) {
+            center[m] = -eastWest[m] - east[m] - south[m] - southAbove[m] - southEast[m] - southEastAboveWest[m] -
+                        southWest[m] - southWestAboveEast[m];
         }
+        for (int m = 0; m < phase.interiorBegin; ++m) diagonalAt(r, step * m + p);
+        for (int m = phase.interiorEnd; m < phase.length; ++m) diagonalAt(r, step * m + p);
     }
 }
 

@@ -82,6 +82,9 @@ protected:
     void generatePsfs(int nFrames, cv::Point_<float>* shifts);
     SRFLOAT_MINIMIZATION_DISPATCH int conjugateGradients(int nFrames, Mask** masks, int budget);
     SRFLOAT_MINIMIZATION_DISPATCH void computeL();
+    SRFLOAT_MINIMIZATION_DISPATCH void computeLRows(int firstRow, int endRow);
+    void diagonalRow(int r);
+    void diagonalAt(int r, int c);
     void gradient(float* x, int nFrames, Mask** masks, float* out);
     /// out = L x on the full-size rows [firstRow, endRow).
     SRFLOAT_MINIMIZATION_DISPATCH void applyTv(const float* x, float* out, int firstRow, int endRow) const;
@@ -91,6 +94,12 @@ protected:
     /// Index of a full-size pixel in the order the operators keep full-size images in.
     int fullIndex(int row, int column) const;
     SRFLOAT_MINIMIZATION_DISPATCH bool iteration(int k, int nFrames, Mask** masks);
+    double sumOfRows() const;
+    double dotByRows(const float* a, const float* b);
+    SRFLOAT_MINIMIZATION_DISPATCH void dotRows(const float* a, const float* b, int firstRow, int endRow);
+    SRFLOAT_MINIMIZATION_DISPATCH void startResidualRows(int firstRow, int endRow);
+    SRFLOAT_MINIMIZATION_DISPATCH void updateRows(float alpha, int firstRow, int endRow);
+    SRFLOAT_MINIMIZATION_DISPATCH void directionRows(float beta, int firstRow, int endRow);
 
     int width;
     int height;
@@ -121,6 +130,7 @@ protected:
     float* residual;
     float* direction;
     float* product;
+    double* rowSums;  ///< one partial sum per full-size row
     float negInvWeightTV;
     float epsilon;
     float invEpsilon;
