@@ -8,18 +8,15 @@ namespace vision {
 
 namespace {
 
-// Spins until `done` holds or the time is up; true if it holds.
+// Polls until `done` holds or the time is up; true if it holds. Yielding, so that
+// other runnable threads (OpenCV's own workers among them) keep the core.
 template <class Condition>
 bool spinFor(std::chrono::microseconds limit, Condition done) {
     const auto end = std::chrono::steady_clock::now() + limit;
-    for (int round = 0;; ++round) {
+    for (;;) {
         if (done()) return true;
-        if (round % 64 == 63 && std::chrono::steady_clock::now() > end) return false;
-#if defined(__x86_64__) || defined(__i386__)
-        __builtin_ia32_pause();
-#elif defined(__aarch64__)
-        asm volatile("yield");
-#endif
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::yield();
     }
 }
 
