@@ -2,6 +2,7 @@
 #include "vision/superresolution/reference/SuperResolution.h"
 
 #include "BurstSimulator.h"
+#include "CountsSensor.h"
 #include "QualityMetrics.h"
 #include "tests/support/CoutCapture.h"
 #include "tests/support/ThrownText.h"
@@ -226,32 +227,18 @@ TEST(SuperResolution, CountsToTemperaturesBeatBicubic) {
     const int w = 80, h = 60, border = 6;
     const tools::BurstSimulator simulator = scene({w, h});
     cv::RNG rng(5);
-    cv::Mat_<float> slope(h, w), intercept(h, w);
-    rng.fill(slope, cv::RNG::UNIFORM, 40.0, 60.0);
-    rng.fill(intercept, cv::RNG::UNIFORM, 500.0, 1500.0);
-    auto toCounts = [&](const cv::Mat_<float>& celsius) {
-        cv::Mat_<short> counts;
-        cv::Mat_<float>(celsius.mul(slope) + intercept).convertTo(counts, CV_16S);
-        return counts;
-    };
-    const cv::Mat_<short> low = toCounts(cv::Mat_<float>(h, w, 20.0f));
-    const cv::Mat_<short> high = toCounts(cv::Mat_<float>(h, w, 40.0f));
+    const tools::CountsSensor sensor({w, h}, 5);
+    const cv::Mat_<short> low = sensor.readUniform(20.0f);
+    const cv::Mat_<short> high = sensor.readUniform(40.0f);
     SuperResolution engine(w, h, 5, 2.0f);
     engine.setReferenceIndex(3);  // the second frame, unshifted
     engine.setNucToRad(low, cv::Mat_<float>(h, w, 20.0f), high, cv::Mat_<float>(h, w, 40.0f));
     const std::vector<cv::Point2f> shifts = {{0.5f, 0.25f}, {0.0f, 0.0f}, {-0.25f, 0.5f}, {0.5f, -0.5f}, {0.25f, 0.75f}};
-    cv::Mat_<float> result(2 * h, 2 * w), converted(h, w);
+    cv::Mat_<float> result(2 * h, 2 * w), converted;
     float status = 0.0f;
     for (const cv::Point2f& shift : shifts) {
-        const cv::Mat_<short> counts = toCounts(simulator.frame(shift, rng));
-        if (shift == cv::Point2f(0.0f, 0.0f)) {
-            for (int y = 0; y < h; ++y) {
-                for (int x = 0; x < w; ++x) {
-                    const float g = 20.0f / static_cast<float>(high(y, x) - low(y, x));
-                    converted(y, x) = 20.0f + g * static_cast<float>(counts(y, x) - low(y, x));
-                }
-            }
-        }
+        const cv::Mat_<short> counts = sensor.read(simulator.frame(shift, rng));
+        if (shift == cv::Point2f(0.0f, 0.0f)) converted = tools::CountsSensor::convert(counts, low, 20.0f, high, 40.0f);
         status = engine.processFrame2(counts[0], result[0]);
     }
     EXPECT_GT(status, 1.0f);
