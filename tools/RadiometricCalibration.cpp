@@ -64,7 +64,7 @@ std::string CalibrationReport::describe() const {
     return "calibration: " + std::to_string(repaired + leftNaN) +
            " pixels unusable (equal or saturated counts, or beyond +-1000 per count): " + std::to_string(repaired) +
            " repaired from their neighbours, " + std::to_string(leftNaN) +
-           " left NaN (the library repairs those in every frame)";
+           " left NaN, which every converted frame then has repaired as defective pixels";
 }
 
 RadiometricCalibration::RadiometricCalibration(const CalibrationPoint& low, const CalibrationPoint& high,
