@@ -308,14 +308,15 @@ void addRunCommand(CLI::App& vsr) {
             ->type_name("NAME");
     CLI::Option* nuc =
         run->add_option("--nuc", options->nuc,
-                        "two-point radiometric calibration: two frames of 16-bit counts of uniform reference scenes, "
-                        "each with the value its scene shows, as COUNTS:VALUE; VALUE is a number (radiance or "
+                        "two-point radiometric calibration: LOW and HIGH are each COUNTS:VALUE, a frame of 16-bit "
+                        "counts of a uniform reference scene and the value that scene shows, a number (radiance or "
                         "temperature) or a 32-bit float TIFF of one value per pixel, e.g. --nuc low.png:20 "
                         "high.png:40. Every frame (16-bit counts) is converted per pixel and super-resolved; the "
                         "result is in the values' units. Calibration pixels of equal counts, or at 32767 counts "
-                        "and above (saturated), take their neighbours' calibration. Implies --engine reference")
+                        "and above (saturated), take their neighbours' calibration. Implies --engine reference; not with --video, "
+                        "--preview, --stuck-pixels or --psf-sigma auto")
             ->expected(2)
-            ->type_name("COUNTS:VALUE")
+            ->type_name("LOW HIGH")
             ->excludes(video)
             ->excludes(preview)
             ->excludes(registration);
