@@ -16,9 +16,7 @@ cv::Mat_<short> CountsSensor::read(const cv::Mat_<float>& degrees) const {
     return counts;
 }
 
-cv::Mat_<short> CountsSensor::readUniform(float degrees) const {
-    return read(cv::Mat_<float>(slope_.size(), degrees));
-}
+cv::Mat_<short> CountsSensor::readUniform(float degrees) const { return read(cv::Mat_<float>(slope_.size(), degrees)); }
 
 cv::Mat_<float> CountsSensor::convert(const cv::Mat_<short>& counts, const cv::Mat_<short>& low, float lowValue,
                                       const cv::Mat_<short>& high, float highValue) {

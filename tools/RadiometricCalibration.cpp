@@ -20,8 +20,9 @@ std::string sizeText(cv::Size size) { return std::to_string(size.width) + "x" + 
 
 void requireSize(const std::string& path, const cv::Mat& image, cv::Size frameSize) {
     if (image.size() != frameSize)
-        throw ToolError(ExitCode::UnusableBurst, "'" + path + "' is " + sizeText(image.size()) + ", but the frames are " +
-                                                     sizeText(frameSize) + ": calibration files must have their size");
+        throw ToolError(ExitCode::UnusableBurst, "'" + path + "' is " + sizeText(image.size()) +
+                                                     ", but the frames are " + sizeText(frameSize) +
+                                                     ": calibration files must have their size");
 }
 
 // Counts above the signed range end at 32767, where saturated pixels already are.
@@ -53,9 +54,9 @@ cv::Mat_<float> readValues(const std::string& text, cv::Size frameSize) {
 CalibrationPoint CalibrationPoint::parse(const std::string& text) {
     const size_t colon = text.rfind(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 == text.size())
-        throw ToolError(ExitCode::Usage,
-                        "--nuc: '" + text + "' needs COUNTS:VALUE, a frame of counts and the value its scene shows, "
-                                            "e.g. low.png:20");
+        throw ToolError(ExitCode::Usage, "--nuc: '" + text +
+                                             "' needs COUNTS:VALUE, a frame of counts and the value its scene shows, "
+                                             "e.g. low.png:20");
     return {text.substr(0, colon), text.substr(colon + 1)};
 }
 
@@ -75,8 +76,9 @@ RadiometricCalibration::RadiometricCalibration(const CalibrationPoint& low, cons
         values_[i] = readValues(points[i]->value, frameSize);
     }
     if (cv::countNonZero(values_[0] != values_[1]) == 0)
-        throw ToolError(ExitCode::Usage, "--nuc: both points have the same value at every pixel; the two reference "
-                                         "scenes must show different values");
+        throw ToolError(ExitCode::Usage,
+                        "--nuc: both points have the same value at every pixel; the two reference "
+                        "scenes must show different values");
     // A saturated pixel reads the same in both points, which marks it unusable for the engine.
     const cv::Mat saturated = (counts_[0] == kSaturated) | (counts_[1] == kSaturated);
     counts_[0].setTo(kSaturated, saturated);
@@ -105,7 +107,8 @@ CalibrationReport RadiometricCalibration::applyTo(vision::SuperResolution& engin
             }
             const float v0 = values_[0](y, x), v1 = values_[1](y, x);
             const float tolerance = 1e-3f * std::abs(v1 - v0) + 1e-5f * (std::abs(v0) + std::abs(v1));
-            if (std::abs(g * counts_[0](y, x) + o - v0) > tolerance || std::abs(g * counts_[1](y, x) + o - v1) > tolerance)
+            if (std::abs(g * counts_[0](y, x) + o - v0) > tolerance ||
+                std::abs(g * counts_[1](y, x) + o - v1) > tolerance)
                 ++report.repaired;
         }
     }

@@ -87,8 +87,8 @@ bool isPng(const std::string& path) { return std::filesystem::path(path).extensi
 
 const char* const kTiffOnly = "-o must name a .tif file (32-bit float); use --preview for a PNG";
 
-// Counts as the engine takes them, from the (possibly repaired) frame; a PNG
-// result holds unsigned counts, a TIFF those of the frames' kind.
+// The engine's counts as written: unsigned when the frames were or the file is
+// a PNG (which holds no signed values; negatives become 0), else signed.
 cv::Mat countsResult(const cv::Mat& result, bool unsignedCounts) {
     if (!unsignedCounts) return result;
     cv::Mat counts;
@@ -131,7 +131,8 @@ void runStills(const RunOptions& options) {
             throw ToolError(ExitCode::UnreadableInput, cannotRead(path, "--nuc takes frames of 16-bit counts"));
         frames.emplace_back();
         image.convertTo(frames.back(), CV_32F);
-        if (frames.back().size() != frames.front().size()) {            const cv::Size a = frames.front().size(), b = frames.back().size();
+        if (frames.back().size() != frames.front().size()) {
+            const cv::Size a = frames.front().size(), b = frames.back().size();
             throw ToolError(ExitCode::UnusableBurst, "'" + path + "' is " + std::to_string(b.width) + "x" +
                                                          std::to_string(b.height) + ", but '" + paths.front() +
                                                          "' is " + std::to_string(a.width) + "x" +
@@ -153,23 +154,22 @@ void runStills(const RunOptions& options) {
     }
     Outcome last;
     bool warned = false;
+    const auto addAll = [&](const auto& add) {
+        for (size_t i = 0; i < frames.size(); ++i) {
+            last = add(i);
+            warned |= warn(progress, last, paths[i]);
+            progress.advance();
+        }
+    };
     cv::Mat result;
     if (counts) {
         CountsReconstructor reconstructor(frames.front().size(), settings);
         if (calibration) findings.push_back(reconstructor.calibrate(*calibration).describe());
-        for (size_t i = 0; i < frames.size(); ++i) {
-            last = reconstructor.add(engineCounts(frames[i], paths[i]));
-            warned |= warn(progress, last, paths[i]);
-            progress.advance();
-        }
+        addAll([&](size_t i) { return reconstructor.add(engineCounts(frames[i], paths[i])); });
         result = reconstructor.result();
     } else {
         const auto reconstructor = Reconstructor::create(frames.front().size(), settings);
-        for (size_t i = 0; i < frames.size(); ++i) {
-            last = reconstructor->add(frames[i]);
-            warned |= warn(progress, last, paths[i]);
-            progress.advance();
-        }
+        addAll([&](size_t i) { return reconstructor->add(frames[i]); });
         result = reconstructor->result();
     }
     requireComputed(result);
@@ -178,14 +178,16 @@ void runStills(const RunOptions& options) {
 
     const size_t reference = frames.size() - 1 - settings.reference;
     std::cout << "wrote " << options.output << " (" << result.cols << "x" << result.rows
-              << (shortResult ? ", 16-bit counts" : ", 32-bit float") << ") from " << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
+              << (shortResult ? ", 16-bit counts" : ", 32-bit float") << ") from " << frames.size()
+              << " frames; reference frame: " << paths[reference] << '\n';
     for (const std::string& line : findings) std::cout << line << '\n';
     const std::string meaning = last.describe();
     if (last.code == 0 && !meaning.empty()) std::cout << meaning << '\n';
     else if (!warned) std::cout << "no warning from the library\n";
     if (!options.preview.empty()) {
         writeImage(options.preview,
-                   sideBySide({upsample(frames[reference], cv::INTER_CUBIC), cv::Mat_<float>(result)}, {"bicubic", "super-resolved"}));
+                   sideBySide({upsample(frames[reference], cv::INTER_CUBIC), cv::Mat_<float>(result)},
+                              {"bicubic", "super-resolved"}));
         std::cout << "wrote " << options.preview << '\n';
     }
 }
@@ -260,7 +262,8 @@ void addRunCommand(CLI::App& vsr) {
                         "also write bicubic and super-resolved side by side in a thermal palette (.png)")
             ->type_name("PNG");
     CLI::Option* size = addSizeOption(*run, "--size", options->rawSize, "read the frames as raw files of W x H pixels");
-    CLI::Option* video = run->add_flag("--video", options->video, "slide the window along a video, one result per frame");
+    CLI::Option* video =
+        run->add_flag("--video", options->video, "slide the window along a video, one result per frame");
     video->excludes(size)
         ->excludes(preview);
     CLI::Option* camera = run->add_option("--camera", settings.camera,
@@ -313,8 +316,8 @@ void addRunCommand(CLI::App& vsr) {
                         "temperature) or a 32-bit float TIFF of one value per pixel, e.g. --nuc low.png:20 "
                         "high.png:40. Every frame (16-bit counts) is converted per pixel and super-resolved; the "
                         "result is in the values' units. Calibration pixels of equal counts, or at 32767 counts "
-                        "and above (saturated), take their neighbours' calibration. Implies --engine reference; not with --video, "
-                        "--preview, --stuck-pixels or --psf-sigma auto")
+                        "and above (saturated), take their neighbours' calibration. Implies --engine reference; "
+                        "not with --video, --preview, --stuck-pixels or --psf-sigma auto")
             ->expected(2)
             ->type_name("LOW HIGH")
             ->excludes(video)

@@ -422,7 +422,8 @@ TEST(VsrProgram, BadCalibrationsGetOneLine) {
         {{"--nuc", folder / "small.png:20", high}, 4,
          "vsr run: '" + folder / "small.png" + "' is 32x20, but the frames are 32x24: calibration files must have "
          "their size\n"},
-        {{"--nuc", folder / "none.png:20", high}, 3, "vsr run: cannot read '" + folder / "none.png" + "': no such file\n"},
+        {{"--nuc", folder / "none.png:20", high}, 3,
+         "vsr run: cannot read '" + folder / "none.png" + "': no such file\n"},
         {{"--nuc", low20, high, "--engine", "vector"}, 2,
          "vsr run: --nuc needs the reference engine, the one that converts counts; leave out --engine (see 'vsr run "
          "--help')\n"},
