@@ -2,6 +2,7 @@
 #include "BurstPreparation.h"
 #include "CommandLine.h"
 #include "Commands.h"
+#include "CountsReconstructor.h"
 #include "ImageFiles.h"
 #include "PendingFile.h"
 #include "Preview.h"
@@ -32,6 +33,13 @@ movements between them, into one image of twice the width and height.
 Inputs: 8- and 16-bit PNG and TIFF, 32-bit float TIFF (radiometric values),
 raw little-endian float32 or int16 files (with --size), or a video (--video).
 The result belongs to the reference frame of the last window of frames.
+
+With --engine reference, frames of 16-bit sensor counts (16-bit PNG or TIFF,
+raw int16) are super-resolved as counts: the result is 16-bit (-o .tif or
+.png). With --nuc they are first turned into radiometric values by a two-point
+calibration per pixel, from two frames of uniform reference scenes:
+  vsr run frame_*.png --nuc low.png:20 high.png:40 -o result.tif
+The result is then 32-bit float in the units of the calibration values.
 )";
 
 struct RunOptions {
@@ -44,6 +52,7 @@ struct RunOptions {
     std::string engine = "float";
     std::string stuckPixels = "auto";
     std::string psfSigma;  ///< a number, "auto" or empty
+    std::vector<std::string> nuc;  ///< the two calibration points, COUNTS:VALUE
     ReconstructionSettings settings;
 };
 
@@ -76,6 +85,19 @@ bool isTiff(const std::string& path) {
     return extension == ".tif" || extension == ".tiff";
 }
 
+bool isPng(const std::string& path) { return std::filesystem::path(path).extension() == ".png"; }
+
+const char* const kTiffOnly = "-o must name a .tif file (32-bit float); use --preview for a PNG";
+
+// The engine's counts as written: unsigned when the frames were or the file is
+// a PNG (which holds no signed values; negatives become 0), else signed.
+cv::Mat countsResult(const cv::Mat& result, bool unsignedCounts) {
+    if (!unsignedCounts) return result;
+    cv::Mat counts;
+    result.convertTo(counts, CV_16U);
+    return counts;
+}
+
 // Warnings go to standard error as they come, naming the frame; returns whether there was one.
 bool warn(const ProgressBar& progress, const Outcome& outcome, const std::string& frameName) {
     if (outcome.code == 0) return false;
@@ -84,7 +106,7 @@ bool warn(const ProgressBar& progress, const Outcome& outcome, const std::string
 }
 
 // The library keeps its output zero until a window registers; no registration at all means no result.
-void requireComputed(const cv::Mat_<float>& result) {
+void requireComputed(const cv::Mat& result) {
     if (cv::countNonZero(result) == 0)
         throw ToolError(ExitCode::Reconstruction,
                         "no window of frames could be registered, so there is no result (frames too flat "
@@ -102,8 +124,15 @@ void runStills(const RunOptions& options) {
     if (!options.preview.empty()) requireWritableImage(options.preview);
 
     std::vector<cv::Mat_<float>> frames;
+    bool counts = settings.referenceEngine, unsignedCounts = isPng(options.output);
     for (const std::string& path : paths) {
-        frames.push_back(readFrame(path, options.rawSize));
+        const cv::Mat image = readImage(path, options.rawSize);
+        counts &= holdsCounts(image);
+        unsignedCounts |= image.depth() == CV_16U;
+        if (!options.nuc.empty() && !holdsCounts(image))
+            throw ToolError(ExitCode::UnreadableInput, cannotRead(path, "--nuc takes frames of 16-bit counts"));
+        frames.emplace_back();
+        image.convertTo(frames.back(), CV_32F);
         if (frames.back().size() != frames.front().size()) {
             const cv::Size a = frames.front().size(), b = frames.back().size();
             throw ToolError(ExitCode::UnusableBurst, "'" + path + "' is " + std::to_string(b.width) + "x" +
@@ -112,32 +141,55 @@ void runStills(const RunOptions& options) {
                                                          std::to_string(a.height) + ": all frames must have one size");
         }
     }
+    if (!counts && !isTiff(options.output)) throw usage(kTiffOnly);
 
     ProgressBar progress(static_cast<int>(frames.size()), frames.size() > kProgressThreshold);
-    BurstPreparation preparation(frames.front().size(), preparationOf(options));
-    const std::vector<std::string> findings = prepare(preparation, frames, settings, progress);
-    const auto reconstructor = Reconstructor::create(frames.front().size(), settings);
+    std::unique_ptr<RadiometricCalibration> calibration;
+    if (!options.nuc.empty())
+        calibration = std::make_unique<RadiometricCalibration>(
+            CalibrationPoint::parse(options.nuc[0]), CalibrationPoint::parse(options.nuc[1]), frames.front().size());
+    std::vector<std::string> findings;
+    // The counts go to the engine's conversion as the sensor gave them.
+    if (!calibration) {
+        BurstPreparation preparation(frames.front().size(), preparationOf(options));
+        findings = prepare(preparation, frames, settings, progress);
+    }
     Outcome last;
     bool warned = false;
-    for (size_t i = 0; i < frames.size(); ++i) {
-        last = reconstructor->add(frames[i]);
-        warned |= warn(progress, last, paths[i]);
-        progress.advance();
+    const auto addAll = [&](const auto& add) {
+        for (size_t i = 0; i < frames.size(); ++i) {
+            last = add(i);
+            warned |= warn(progress, last, paths[i]);
+            progress.advance();
+        }
+    };
+    cv::Mat result;
+    if (counts) {
+        CountsReconstructor reconstructor(frames.front().size(), settings);
+        if (calibration) findings.push_back(reconstructor.calibrate(*calibration).describe());
+        addAll([&](size_t i) { return reconstructor.add(engineCounts(frames[i], paths[i])); });
+        result = reconstructor.result();
+    } else {
+        const auto reconstructor = Reconstructor::create(frames.front().size(), settings);
+        addAll([&](size_t i) { return reconstructor->add(frames[i]); });
+        result = reconstructor->result();
     }
-    const cv::Mat_<float> result = reconstructor->result();
     requireComputed(result);
-    writeImage(options.output, result);
+    const bool shortResult = result.depth() == CV_16S;
+    writeImage(options.output, shortResult ? countsResult(result, unsignedCounts) : result);
 
     const size_t reference = frames.size() - 1 - settings.reference;
     std::cout << "wrote " << options.output << " (" << result.cols << "x" << result.rows
-              << ", 32-bit float) from " << frames.size() << " frames; reference frame: " << paths[reference] << '\n';
+              << (shortResult ? ", 16-bit counts" : ", 32-bit float") << ") from " << frames.size()
+              << " frames; reference frame: " << paths[reference] << '\n';
     for (const std::string& line : findings) std::cout << line << '\n';
     const std::string meaning = last.describe();
     if (last.code == 0 && !meaning.empty()) std::cout << meaning << '\n';
     else if (!warned) std::cout << "no warning from the library\n";
     if (!options.preview.empty()) {
         writeImage(options.preview,
-                   sideBySide({upsample(frames[reference], cv::INTER_CUBIC), result}, {"bicubic", "super-resolved"}));
+                   sideBySide({upsample(frames[reference], cv::INTER_CUBIC), cv::Mat_<float>(result)},
+                              {"bicubic", "super-resolved"}));
         std::cout << "wrote " << options.preview << '\n';
     }
 }
@@ -203,7 +255,8 @@ void addRunCommand(CLI::App& vsr) {
     run->add_option("FRAME", options->inputs, "input frames, or the video with --video")->required();
     run->add_option("-o", options->output,
                     "the result: a 32-bit float TIFF (.tif, .tiff); with --video a folder of such TIFFs, one per "
-                    "frame from the window's size on, or a .avi, .mp4 or .mkv video in the thermal palette")
+                    "frame from the window's size on, or a .avi, .mp4 or .mkv video in the thermal palette; from "
+                    "16-bit counts with --engine reference, a 16-bit TIFF or PNG")
         ->required()
         ->type_name("PATH");
     CLI::Option* preview =
@@ -211,8 +264,9 @@ void addRunCommand(CLI::App& vsr) {
                         "also write bicubic and super-resolved side by side in a thermal palette (.png)")
             ->type_name("PNG");
     CLI::Option* size = addSizeOption(*run, "--size", options->rawSize, "read the frames as raw files of W x H pixels");
-    run->add_flag("--video", options->video, "slide the window along a video, one result per frame")
-        ->excludes(size)
+    CLI::Option* video =
+        run->add_flag("--video", options->video, "slide the window along a video, one result per frame");
+    video->excludes(size)
         ->excludes(preview);
     CLI::Option* camera = run->add_option("--camera", settings.camera,
                                           "camera and lens, e.g. \"k425 FOV 25\": selects the blur")
@@ -257,10 +311,24 @@ void addRunCommand(CLI::App& vsr) {
                         "reference, the first-generation engine with its own phase-correlation registration")
             ->check(CLI::IsMember({"float", "vector", "reference"}))
             ->type_name("NAME");
-    engineOnly.insert(engineOnly.end(), {registration, engine});
+    CLI::Option* nuc =
+        run->add_option("--nuc", options->nuc,
+                        "two-point radiometric calibration: LOW and HIGH are each COUNTS:VALUE, a frame of 16-bit "
+                        "counts of a uniform reference scene and the value that scene shows, a number (radiance or "
+                        "temperature) or a 32-bit float TIFF of one value per pixel, e.g. --nuc low.png:20 "
+                        "high.png:40. Every frame (16-bit counts) is converted per pixel and super-resolved; the "
+                        "result is in the values' units. Calibration pixels of equal counts, or at 32767 counts "
+                        "and above (saturated), take their neighbours' calibration. Implies --engine reference; "
+                        "not with --video, --preview, --stuck-pixels or --psf-sigma auto")
+            ->expected(2)
+            ->type_name("LOW HIGH")
+            ->excludes(video)
+            ->excludes(preview)
+            ->excludes(registration);
+    engineOnly.insert(engineOnly.end(), {registration, engine, nuc});
     for (CLI::Option* option : engineOnly) camera->excludes(option);
     engine->excludes(registration);  // the vector and reference engines have their own registration
-    run->add_option("--stuck-pixels", options->stuckPixels,
+    CLI::Option* stuck = run->add_option("--stuck-pixels", options->stuckPixels,
                     "stuck sensor pixels: auto finds them in the burst (a video's first window) and repairs them in "
                     "every frame, off leaves the frames alone, or a defect list to repair (.csv of x,y or index,x,y "
                     "lines, such as vsr simulate's stuck_pixels.csv, or a list of vsr badpixels) (default auto)")
@@ -274,6 +342,7 @@ void addRunCommand(CLI::App& vsr) {
             },
             ""))
         ->type_name("auto|off|LIST");
+    nuc->excludes(stuck);  // the library repairs the converted frames itself
     run->add_flag("--verbose", settings.verbose, "let the library's timing lines through");
     // A program, not a library inside a host: all cores by default.
     settings.threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
@@ -283,8 +352,14 @@ void addRunCommand(CLI::App& vsr) {
         ->check(CLI::Range(1, 256))
         ->type_name("N");
 
-    run->callback([options, reference] {
+    run->callback([options, reference, engine] {
         ReconstructionSettings& settings = options->settings;
+        if (!options->nuc.empty()) {
+            if (engine->count() > 0 && options->engine != "reference")
+                throw usage("--nuc needs the reference engine, the one that converts counts; leave out --engine");
+            if (options->psfSigma == "auto") throw usage("--nuc cannot estimate the blur; give --psf-sigma a number");
+            options->engine = "reference";
+        }
         if (options->registration == "phase") settings.registration = RegistrationMethod::PhaseCorrelation;
         settings.vectorEngine = options->engine == "vector";
         if (!options->psfSigma.empty() && options->psfSigma != "auto")
@@ -294,9 +369,16 @@ void addRunCommand(CLI::App& vsr) {
         else if (settings.reference >= settings.window)
             throw usage("--reference must be below the window of " + std::to_string(settings.window) + ", got " +
                         std::to_string(settings.reference));
-        requireDistinctPaths(options->inputs, {options->output, options->preview});
+        std::vector<std::string> inputs = options->inputs;
+        for (const std::string& text : options->nuc) {
+            const CalibrationPoint point = CalibrationPoint::parse(text);
+            inputs.insert(inputs.end(), {point.counts, point.value});
+        }
+        requireDistinctPaths(inputs, {options->output, options->preview});
         if (options->video) return runVideo(*options);
-        if (!isTiff(options->output)) throw usage("-o must name a .tif file (32-bit float); use --preview for a PNG");
+        // A 16-bit PNG can hold counts; whether the frames are counts is known once they are read.
+        if (!isTiff(options->output) && !(settings.referenceEngine && options->nuc.empty() && isPng(options->output)))
+            throw usage(kTiffOnly);
         runStills(*options);
     });
 }

@@ -2,6 +2,7 @@
 #include "BurstSimulator.h"
 #include "CommandLine.h"
 #include "Commands.h"
+#include "CountsSensor.h"
 #include "ImageFiles.h"
 #include "PendingFile.h"
 #include "ToolError.h"
@@ -34,7 +35,19 @@ Files written into FOLDER (created if missing):
   bad_pixels.csv     the defective pixels (x, y), with --bad-pixels
   stuck_pixels.csv   the stuck pixels (x, y), with --stuck
 
+With --counts the frames are 16-bit counts of a sensor with its own gain and
+offset per pixel, for vsr run --nuc:
+  frame_00.png ...   the frames, 16-bit PNG of counts
+  low.png, high.png  the counts of uniform scenes at 20 and 40 degrees
+  calibration.txt    the --nuc arguments for them: low.png:20 high.png:40
+  truth.tif          as above, in degrees Celsius
+and the vsr run command line to try is printed.
+
 )";
+
+// The uniform scenes of the calibration with --counts, in degrees.
+constexpr float kLowScene = 20.0f;
+constexpr float kHighScene = 40.0f;
 
 void writeText(const std::string& path, const std::string& text) {
     PendingFile file(path);
@@ -57,30 +70,54 @@ std::string csv(const std::string& header, const std::vector<cv::Point2f>& point
 }
 
 
-void writeBurst(const std::string& folder, const BurstSettings& settings) {
+std::string frameName(size_t index, bool counts) {
+    char name[32];
+    std::snprintf(name, sizeof name, "frame_%02zu.%s", index, counts ? "png" : "tif");
+    return name;
+}
+
+// Counts as a 16-bit PNG holds them; the sensor's counts are never negative.
+cv::Mat unsignedCounts(const cv::Mat_<short>& counts) {
+    cv::Mat image;
+    counts.convertTo(image, CV_16U);
+    return image;
+}
+
+void writeBurst(const std::string& folder, const BurstSettings& settings, bool counts) {
     std::error_code error;
     fs::create_directories(folder, error);
     if (!fs::is_directory(folder))
         throw ToolError(ExitCode::UnwritableOutput, cannotWrite(folder, "cannot create the folder"));
 
     const Burst burst = BurstSimulator(settings).simulate();
-    for (size_t i = 0; i < burst.frames.size(); ++i) {
-        char name[32];
-        std::snprintf(name, sizeof name, "frame_%02zu.tif", i);
-        writeImage((fs::path(folder) / name).string(), burst.frames[i]);
-    }
-    writeImage((fs::path(folder) / "truth.tif").string(), burst.truth);
-    writeText((fs::path(folder) / "shifts.csv").string(), csv("frame,x,y", burst.shifts));
+    const CountsSensor sensor(settings.frameSize, settings.seed + 1);
+    const auto path = [&](const std::string& name) { return (fs::path(folder) / name).string(); };
+    for (size_t i = 0; i < burst.frames.size(); ++i)
+        writeImage(path(frameName(i, counts)),
+                   counts ? unsignedCounts(sensor.read(burst.frames[i])) : cv::Mat(burst.frames[i]));
+    writeImage(path("truth.tif"), burst.truth);
+    writeText(path("shifts.csv"), csv("frame,x,y", burst.shifts));
     const std::pair<const char*, const std::vector<cv::Point>*> lists[] = {{"bad_pixels.csv", &burst.badPixels},
                                                                             {"stuck_pixels.csv", &burst.stuckPixels}};
     for (const auto& [name, list] : lists) {
         if (list->empty()) continue;
         const std::vector<cv::Point2f> pixels(list->begin(), list->end());
-        writeText((fs::path(folder) / name).string(), csv("index,x,y", pixels));
+        writeText(path(name), csv("index,x,y", pixels));
     }
     std::cout << "wrote " << burst.frames.size() << " frames of " << settings.frameSize.width << "x"
               << settings.frameSize.height << ", truth.tif and shifts.csv to " << folder << "\n"
-              << "reference frame: frame_" << (settings.reference < 10 ? "0" : "") << settings.reference << ".tif\n";
+              << "reference frame: " << frameName(size_t(settings.reference), counts) << "\n";
+    if (!counts) return;
+    writeImage(path("low.png"), unsignedCounts(sensor.readUniform(kLowScene)));
+    writeImage(path("high.png"), unsignedCounts(sensor.readUniform(kHighScene)));
+    char points[64];
+    std::snprintf(points, sizeof points, "low.png:%g high.png:%g", kLowScene, kHighScene);
+    writeText(path("calibration.txt"), std::string(points) + "\n");
+    std::cout << "calibration: low.png and high.png, uniform scenes at " << kLowScene << " and " << kHighScene
+              << " degrees (calibration.txt)\ntry: vsr run";
+    for (size_t i = 0; i < burst.frames.size(); ++i) std::cout << " " << path(frameName(i, true));
+    std::cout << " --nuc " << path("low.png") << ":" << kLowScene << " " << path("high.png") << ":" << kHighScene
+              << " -o result.tif\n";
 }
 
 }  // namespace
@@ -91,6 +128,7 @@ void addSimulateCommand(CLI::App& vsr) {
         BurstSettings burst;
         std::string scene = "building";
         int reference = 3;
+        bool counts = false;
     };
     auto options = std::make_shared<Options>();
     BurstSettings& burst = options->burst;
@@ -110,9 +148,9 @@ void addSimulateCommand(CLI::App& vsr) {
     simulate->add_option("--max-shift", burst.maxShift, "largest shift per axis in input pixels (default 1.5)")
         ->check(CLI::Range(0.0f, 4.0f))
         ->type_name("P");
-    simulate->add_option("--bad-pixels", burst.badPixels, "defective pixels, at most 1 % of the frame (default 0)")
+    CLI::Option* badPixels = simulate->add_option("--bad-pixels", burst.badPixels, "defective pixels, at most 1 % of the frame (default 0)")
         ->check(CLI::Range(0, 1000000))->type_name("N");
-    simulate
+    CLI::Option* stuck = simulate
         ->add_option("--stuck", burst.stuckPixels,
                      "stuck pixels, each reading one value from 40 to 60 degrees in every frame, at most 1 % of the "
                      "frame (default 0)")
@@ -124,6 +162,12 @@ void addSimulateCommand(CLI::App& vsr) {
         ->check(CLI::Range(0, 98))
         ->type_name("N");
     simulate->add_option("--seed", burst.seed, "random seed (default 1)")->type_name("N");
+    simulate
+        ->add_flag("--counts", options->counts,
+                   "write 16-bit counts of a sensor with its own gain and offset per pixel, with two calibration "
+                   "frames for vsr run --nuc, instead of degrees")
+        ->excludes(badPixels)
+        ->excludes(stuck);
 
     simulate->callback([options] {
         BurstSettings settings = options->burst;
@@ -136,7 +180,7 @@ void addSimulateCommand(CLI::App& vsr) {
                                                      std::to_string(settings.frameSize.area() / 100) + " for this size");
         settings.scene = sceneFromName(options->scene);
         settings.reference = std::max(0, settings.frames - 1 - options->reference);
-        writeBurst(options->folder, settings);
+        writeBurst(options->folder, settings, options->counts);
     });
 }
 

@@ -29,7 +29,8 @@ const char* const kExitCodes = R"(Exit codes:
   2  bad command line (unknown command or option, missing or malformed value)
   3  an input cannot be read: missing or unreadable file, unsupported
      format, raw file whose length does not match --size
-  4  the frames cannot form a burst: different sizes, too few frames
+  4  the frames cannot form a burst: different sizes, too few frames,
+     calibration frames of another size or without different counts
   5  an output cannot be written
   6  the library could not compute a result
   130  interrupted (SIGINT or SIGTERM); nothing is left half-written)";

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Proprietary
 // Runs the vsr program as a user would and checks exit codes, messages and results.
+#include "CountsSensor.h"
 #include "ImageFiles.h"
 #include "QualityMetrics.h"
+#include "StreamSilencer.h"
 #include "TempFolder.h"
 #include "Upsampling.h"
 
 #include "vision/superresolution/api/vision_superresolution_version.h"
+#include "vision/superresolution/reference/SuperResolution.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -329,6 +332,121 @@ TEST(VsrProgram, EngineOptionsReportTheQualityFigure) {
     EXPECT_EQ(byReference.exitCode, 0) << byReference.err;
     EXPECT_EQ(byReference.out.find("+++"), std::string::npos) << byReference.out;
     EXPECT_NE(byReference.out.find("quality figure "), std::string::npos) << byReference.out;
+}
+
+cv::Mat_<short> readCounts(const std::string& path) {
+    cv::Mat_<short> counts;
+    readImage(path).convertTo(counts, CV_16S);
+    return counts;
+}
+
+// The burst of counts, run with the command line vsr simulate prints.
+TEST(VsrProgram, SimulatedCountsThroughNucBeatBicubicOfTheConvertedReference) {
+    TempFolder folder;
+    const ProgramRun simulate = vsr({"simulate", "-o", folder.path(), "--counts", "--size", "96x72", "--seed", "5"});
+    ASSERT_EQ(simulate.exitCode, 0) << simulate.err;
+    const size_t at = simulate.out.find("\ntry: vsr run ");
+    ASSERT_NE(at, std::string::npos) << simulate.out;
+    std::istringstream line(simulate.out.substr(at + 9));
+    std::vector<std::string> args;
+    for (std::string word; line >> word;) args.push_back(word == "result.tif" ? folder / "result.tif" : word);
+    const ProgramRun run = vsr(args);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("\ncalibration: every pixel usable\n"), std::string::npos) << run.out;
+
+    const cv::Mat_<float> truth = readFrame(folder / "truth.tif");
+    const cv::Mat_<float> converted = CountsSensor::convert(readCounts(folder / "frame_01.png"),
+                                                            readCounts(folder / "low.png"), 20.0f,
+                                                            readCounts(folder / "high.png"), 40.0f);
+    const Quality ours = compareAligned(readFrame(folder / "result.tif"), truth);
+    const Quality bicubic = compareAligned(upsample(converted, cv::INTER_CUBIC), truth);
+    RecordProperty("psnr_db", std::to_string(ours.psnr));
+    RecordProperty("bicubic_psnr_db", std::to_string(bicubic.psnr));
+    EXPECT_GT(ours.psnr, bicubic.psnr + 2.0) << "super-resolved " << ours.psnr << " dB, bicubic " << bicubic.psnr;
+}
+
+// The short path gives what the engine writes for the same counts, as 16 bits.
+TEST(VsrProgram, CountsThroughTheReferenceEngineGiveItsCountsResult) {
+    TempFolder folder;
+    ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--counts", "--size", "64x48"}).exitCode, 0);
+    std::vector<std::string> args{"run", "--engine", "reference", "--stuck-pixels", "off"};
+    for (int i = 0; i < 5; ++i) args.push_back(folder / ("frame_0" + std::to_string(i) + ".png"));
+    cv::Mat_<short> expected(96, 128);
+    {
+        StreamSilencer quiet(STDOUT_FILENO, true);
+        vision::SuperResolution engine(64, 48, 5, 2.0f);
+        engine.setReferenceIndex(3);
+        engine.setWeightTV(400.0f);
+        engine.setRegError(0.0001f);
+        engine.setRelativeResidue(0.007f);
+        for (size_t i = args.size() - 5; i < args.size(); ++i) engine.addFrame(readCounts(args[i])[0]);
+        engine.computeSR(expected[0]);
+    }
+    for (const char* name : {"counts.png", "counts.tif"}) {
+        SCOPED_TRACE(name);
+        std::vector<std::string> all = args;
+        all.insert(all.end(), {"-o", folder / name});
+        const ProgramRun run = vsr(all);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_NE(run.out.find(" (128x96, 16-bit counts) "), std::string::npos) << run.out;
+        const cv::Mat written = cv::imread(folder / name, cv::IMREAD_UNCHANGED);
+        ASSERT_EQ(written.type(), CV_16UC1);
+        EXPECT_EQ(cv::norm(readCounts(folder / name), cv::max(expected, 0), cv::NORM_INF), 0.0);
+    }
+}
+
+TEST(VsrProgram, BadCalibrationsGetOneLine) {
+    TempFolder folder;
+    ASSERT_EQ(vsr({"simulate", "-o", folder.path(), "--counts", "--size", "32x24"}).exitCode, 0);
+    cv::Mat low = cv::imread(folder / "low.png", cv::IMREAD_UNCHANGED), saturated = low.clone();
+    saturated(cv::Rect(0, 0, 3, 3)).setTo(65535);  // four corner pixels keep no usable neighbour
+    saturated.at<uint16_t>(10, 10) = 40000;
+    writeImage(folder / "saturated.png", saturated);
+    writeImage(folder / "small.png", low(cv::Rect(0, 0, 32, 20)));
+    writeImage(folder / "hot.png", cv::Mat(low.size(), CV_16U, cv::Scalar(40000)));
+    std::vector<std::string> frames;
+    for (int i = 0; i < 5; ++i) frames.push_back(folder / ("frame_0" + std::to_string(i) + ".png"));
+    const std::string high = folder / "high.png:40", low20 = folder / "low.png:20";
+    const struct {
+        std::vector<std::string> options;
+        int exitCode;
+        std::string message;  // on stderr, or a line on stdout for exit code 0
+    } rows[] = {
+        {{"--nuc", low20, folder / "high.png:"}, 2,
+         "vsr run: --nuc: '" + folder / "high.png:" + "' needs COUNTS:VALUE, a frame of counts and the value its "
+         "scene shows, e.g. low.png:20 (see 'vsr run --help')\n"},
+        {{"--nuc", low20, folder / "high.png:20"}, 2,
+         "vsr run: --nuc: both points have the same value at every pixel; the two reference scenes must show "
+         "different values (see 'vsr run --help')\n"},
+        {{"--nuc", low20, folder / "low.png:40"}, 4,
+         "vsr run: --nuc: '" + folder / "low.png" + "' and '" + folder / "low.png" +
+             "' differ at no pixel below 32767 counts; the two reference scenes must give different counts\n"},
+        {{"--nuc", folder / "small.png:20", high}, 4,
+         "vsr run: '" + folder / "small.png" + "' is 32x20, but the frames are 32x24: calibration files must have "
+         "their size\n"},
+        {{"--nuc", folder / "none.png:20", high}, 3,
+         "vsr run: cannot read '" + folder / "none.png" + "': no such file\n"},
+        {{"--nuc", low20, high, "--engine", "vector"}, 2,
+         "vsr run: --nuc needs the reference engine, the one that converts counts; leave out --engine (see 'vsr run "
+         "--help')\n"},
+        {{folder / "hot.png", "--engine", "reference"}, 3,
+         "vsr run: cannot read '" + folder / "hot.png" + "': counts above 32767 do not fit the engine's signed "
+         "16-bit counts\n"},
+        {{"--nuc", folder / "saturated.png:20", high}, 0,
+         "calibration: 10 pixels unusable (equal or saturated counts, or beyond +-1000 per count): 6 repaired "
+         "from their neighbours, 4 left NaN, which every converted frame then has repaired as defective pixels\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.message);
+        std::vector<std::string> args{"run", frames[0], frames[1], frames[2], frames[3]};
+        args.insert(args.end(), row.options.begin(), row.options.end());
+        if (args[5] != folder / "hot.png") args.insert(args.begin() + 5, frames[4]);
+        args.insert(args.end(), {"-o", folder / "out.tif"});
+        const ProgramRun run = vsr(args);
+        EXPECT_EQ(run.exitCode, row.exitCode);
+        EXPECT_NE((row.exitCode == 0 ? run.out : run.err).find(row.message), std::string::npos) << run.out << run.err;
+        EXPECT_EQ(fs::exists(folder / "out.tif"), row.exitCode == 0);
+    }
 }
 
 TEST(VsrProgram, StuckPixelsAndTheBlurAreHandledAndReported) {

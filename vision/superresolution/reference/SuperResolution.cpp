@@ -322,6 +322,11 @@ void SuperResolution::getMasks(std::vector<cv::Mat_<unsigned char>>& out) {
 
 void SuperResolution::getQuality(cv::Mat_<float>& out) { out = cv::Mat_<float>(quality.clone()); }
 
+void SuperResolution::getNucToRad(cv::Mat_<float>& gainOut, cv::Mat_<float>& offsetOut) const {
+    gainOut = gain.clone();
+    offsetOut = offset.clone();
+}
+
 // Where the frames' residual shifts fall on the 2 x 2 sub-pixel grid, spread
 // bilinearly over a 3 x 3 map; the shifts lie in [-0.5, 0.5).
 void SuperResolution::computeQuality_() {

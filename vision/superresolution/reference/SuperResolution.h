@@ -92,6 +92,9 @@ public:
     /// One height x width 8-bit mask per window slot, loaded or not.
     void getMasks(std::vector<cv::Mat_<unsigned char>>& out);
     void getQuality(cv::Mat_<float>& out);
+    /// Copies of the per-pixel gain and offset as setNucToRad left them (empty
+    /// before), so that hosts can tell which pixels the calibration could not use.
+    void getNucToRad(cv::Mat_<float>& gainOut, cv::Mat_<float>& offsetOut) const;
 
 private:
     friend class SuperResolutionInspector;  // test access
