@@ -5,6 +5,7 @@
 #include "StreamSilencer.h"
 #include "ToolError.h"
 
+#include "vision/superresolution/reference/SuperResolution.h"
 #include "vorel/Exception.h"
 
 #include <unistd.h>
