@@ -19,11 +19,11 @@ import warnings
 
 import numpy
 
-from ._core import (Engine, Outcome, __version__, estimate_psf_sigma, find_stuck_pixels, registrations,
-                    repair_stuck_pixels)
+from ._core import (Engine, Outcome, ReferenceEngine, __version__, bad_pixels, estimate_psf_sigma, find_stuck_pixels,
+                    registrations, repair_stuck_pixels)
 
-__all__ = ["Engine", "Outcome", "registrations", "super_resolve", "find_stuck_pixels", "repair_stuck_pixels",
-           "estimate_psf_sigma", "__version__"]
+__all__ = ["Engine", "Outcome", "ReferenceEngine", "registrations", "super_resolve", "find_stuck_pixels",
+           "repair_stuck_pixels", "estimate_psf_sigma", "bad_pixels", "__version__"]
 
 
 def super_resolve(frames, *, stuck_pixels="off", **options):
