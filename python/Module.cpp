@@ -132,6 +132,42 @@ py::object masksOf(Frames& engine) {
     return std::move(array);
 }
 
+// The keywords both engines take.
+EngineOptions optionsOf(int width, int height, int window, const std::optional<std::string>& camera,
+                        std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
+                        std::optional<float> psfSigma, bool verbose) {
+    EngineOptions options;
+    options.width = width;
+    options.height = height;
+    options.window = window;
+    options.camera = camera;
+    options.reference = reference;
+    options.tvWeight = tvWeight;
+    options.iterations = iterations;
+    options.psfSigma = psfSigma;
+    options.verbose = verbose;
+    return options;
+}
+
+// What both engines tell about their window.
+template <class Frames>
+void addWindowProperties(py::class_<Frames>& frames) {
+    frames
+        .def_property_readonly("shifts", &shiftsOf<Frames>,
+                               "Per frame of the last reconstruction, oldest first, its (x, y) shift against\n"
+                               "the reference frame in input pixels, as a float32 array of frames x 2; None\n"
+                               "before the first result.")
+        .def_property_readonly("masks", &masksOf<Frames>,
+                               "Per frame of the window, oldest first, 1 where a pixel entered the\n"
+                               "reconstruction: a uint8 array of window x height x width; None before the\n"
+                               "first result.")
+        .def_property_readonly("frame_count", &Frames::frameCount, "Frames added so far.")
+        .def_property_readonly("width", &Frames::width)
+        .def_property_readonly("height", &Frames::height)
+        .def_property_readonly("window", &Frames::window)
+        .def_property_readonly("reference", &Frames::reference, "The reference frame, counted back from the newest.");
+}
+
 std::string describe(const Outcome& outcome) {
     std::string text = "Outcome(computed=" + std::string(outcome.computed ? "True" : "False") +
                        ", code=" + std::to_string(outcome.code);
@@ -210,21 +246,15 @@ PYBIND11_MODULE(_core, m) {
                       "1.0 when only the reference frame was; None when not computed or after a -3 or -6.")
         .def("__repr__", &describe);
 
-    py::class_<Engine>(m, "Engine", engineDoc)
+    py::class_<Engine> engine(m, "Engine", engineDoc);
+    addWindowProperties(engine);
+    engine
         .def(py::init([](int width, int height, int window, std::string registration, std::optional<std::string> camera,
                          std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
                          std::optional<float> psfSigma, bool verbose) {
-                 EngineOptions options;
-                 options.width = width;
-                 options.height = height;
-                 options.window = window;
+                 EngineOptions options =
+                     optionsOf(width, height, window, camera, reference, tvWeight, iterations, psfSigma, verbose);
                  options.registration = std::move(registration);
-                 options.camera = std::move(camera);
-                 options.reference = reference;
-                 options.tvWeight = tvWeight;
-                 options.iterations = iterations;
-                 options.psfSigma = psfSigma;
-                 options.verbose = verbose;
                  return Engine::create(options);
              }),
              py::arg("width"), py::arg("height"), py::kw_only(), py::arg("window") = 5,
@@ -247,19 +277,6 @@ PYBIND11_MODULE(_core, m) {
         .def_property_readonly("result", &resultOf,
                                "The last reconstruction as a new float32 array of 2 * height x 2 * width;\n"
                                "None before the window was first full.")
-        .def_property_readonly("shifts", &shiftsOf<Engine>,
-                               "Per frame of the window, oldest first, its (x, y) shift against the reference\n"
-                               "frame in input pixels, as a float32 array of window x 2; None before the\n"
-                               "first result.")
-        .def_property_readonly("masks", &masksOf<Engine>,
-                               "Per frame of the window, oldest first, 1 where a pixel entered the\n"
-                               "reconstruction: a uint8 array of window x height x width; None before the\n"
-                               "first result.")
-        .def_property_readonly("frame_count", &Engine::frameCount, "Frames added so far.")
-        .def_property_readonly("width", &Engine::width)
-        .def_property_readonly("height", &Engine::height)
-        .def_property_readonly("window", &Engine::window)
-        .def_property_readonly("reference", &Engine::reference, "The reference frame, counted back from the newest.")
         .def_property_readonly("registration", &Engine::registration)
         .def("__repr__", [](const Engine& engine) {
             return "Engine(" + std::to_string(engine.width()) + ", " + std::to_string(engine.height()) +
@@ -267,21 +284,15 @@ PYBIND11_MODULE(_core, m) {
                    "', frames added: " + std::to_string(engine.frameCount()) + ")";
         });
 
-    py::class_<ReferenceEngine>(m, "ReferenceEngine", referenceEngineDoc)
+    py::class_<ReferenceEngine> referenceEngine(m, "ReferenceEngine", referenceEngineDoc);
+    addWindowProperties(referenceEngine);
+    referenceEngine
         .def(py::init([](int width, int height, int window, std::optional<std::string> camera,
                          std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
                          std::optional<float> psfSigma, bool calibrated, bool verbose) {
-                 EngineOptions options;
-                 options.width = width;
-                 options.height = height;
-                 options.window = window;
-                 options.camera = std::move(camera);
-                 options.reference = reference;
-                 options.tvWeight = tvWeight;
-                 options.iterations = iterations;
-                 options.psfSigma = psfSigma;
-                 options.verbose = verbose;
-                 return std::make_unique<ReferenceEngine>(options, calibrated);
+                 return std::make_unique<ReferenceEngine>(
+                     optionsOf(width, height, window, camera, reference, tvWeight, iterations, psfSigma, verbose),
+                     calibrated);
              }),
              py::arg("width"), py::arg("height"), py::kw_only(), py::arg("window") = 5, py::arg("camera") = py::none(),
              py::arg("reference") = py::none(), py::arg("tv_weight") = py::none(), py::arg("iterations") = py::none(),
@@ -314,18 +325,6 @@ PYBIND11_MODULE(_core, m) {
         .def_property_readonly("result", &referenceResultOf,
                                "The last reconstruction as a new array of 2 * height x 2 * width: float32,\n"
                                "or int16 for uncalibrated counts; None before the first.")
-        .def_property_readonly("shifts", &shiftsOf<ReferenceEngine>,
-                               "Per registered frame, oldest first, its (x, y) shift against the reference\n"
-                               "frame in input pixels (float32, n x 2); None before the first result.")
-        .def_property_readonly("masks", &masksOf<ReferenceEngine>,
-                               "Per window slot, 1 where a pixel entered the reconstruction (uint8, window x\n"
-                               "height x width); None before the first result.")
-        .def_property_readonly("frame_count", &ReferenceEngine::frameCount, "Frames added so far.")
-        .def_property_readonly("width", &ReferenceEngine::width)
-        .def_property_readonly("height", &ReferenceEngine::height)
-        .def_property_readonly("window", &ReferenceEngine::window)
-        .def_property_readonly("reference", &ReferenceEngine::reference,
-                               "The reference frame, counted back from the newest.")
         .def_property_readonly("calibrated", &ReferenceEngine::calibrated)
         .def("__repr__", [](const ReferenceEngine& engine) {
             return "ReferenceEngine(" + std::to_string(engine.width()) + ", " + std::to_string(engine.height()) +
