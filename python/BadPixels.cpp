@@ -24,14 +24,15 @@ std::string keywordText(std::string text) {
 
 // A 2-D array of 16-bit counts, C-contiguous (copied if it is not), and its OpenCV header.
 cv::Mat countsOf(const py::handle& object, py::array& array) {
-    if (!py::isinstance<py::array>(object)) throw py::type_error("frame must be a numpy array of int16 or uint16 counts");
+    if (!py::isinstance<py::array>(object))
+        throw py::type_error("frame must be a numpy array of int16 or uint16 counts");
     array = py::array::ensure(object, py::array::c_style);
     const bool isSigned = py::array_t<short>::check_(array);
     if (!isSigned && !py::array_t<unsigned short>::check_(array))
         throw py::type_error("frame must be int16 or uint16 counts, got " + std::string(py::str(array.dtype())) +
                              "; for float frames see repair_stuck_pixels");
-    if (array.ndim() != 2) throw py::value_error("frame must be 2-D (rows x columns), got " +
-                                                 std::to_string(array.ndim()) + "-D");
+    if (array.ndim() != 2)
+        throw py::value_error("frame must be 2-D (rows x columns), got " + std::to_string(array.ndim()) + "-D");
     return cv::Mat(static_cast<int>(array.shape(0)), static_cast<int>(array.shape(1)), isSigned ? CV_16S : CV_16U,
                    array.mutable_data());
 }

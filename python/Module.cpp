@@ -66,7 +66,8 @@ cv::Mat_<T> checkedImage(const ReferenceEngine& engine, const py::handle& object
 // A value per pixel: one number for all, or a float32 image.
 cv::Mat_<float> checkedValues(const ReferenceEngine& engine, const py::handle& object, const std::string& name) {
     if (py::isinstance<py::array>(object)) return checkedImage<float>(engine, object, name, "float32");
-    return cv::Mat_<float>(engine.height(), engine.width(), py::cast<float>(py::float_(py::reinterpret_borrow<py::object>(object))));
+    return cv::Mat_<float>(engine.height(), engine.width(),
+                           py::cast<float>(py::float_(py::reinterpret_borrow<py::object>(object))));
 }
 
 Outcome addToReference(ReferenceEngine& engine, const py::handle& frame) {
@@ -328,8 +329,7 @@ PYBIND11_MODULE(_core, m) {
         .def_property_readonly("calibrated", &ReferenceEngine::calibrated)
         .def("__repr__", [](const ReferenceEngine& engine) {
             return "ReferenceEngine(" + std::to_string(engine.width()) + ", " + std::to_string(engine.height()) +
-                   ", window=" + std::to_string(engine.window()) +
-                   (engine.calibrated() ? ", calibrated=True" : "") +
+                   ", window=" + std::to_string(engine.window()) + (engine.calibrated() ? ", calibrated=True" : "") +
                    ", frames added: " + std::to_string(engine.frameCount()) + ")";
         });
 }

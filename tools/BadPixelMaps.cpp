@@ -111,9 +111,8 @@ void requireListInside(const cv::Mat_<unsigned short>& list, cv::Size size, bool
             const std::string what = k == 0 ? "pixel " + pixelText(list(r, 0), list(r, 1))
                                             : "replacement " + pixelText(list(r, k), list(r, k + 1)) + " of pixel " +
                                                   pixelText(list(r, 0), list(r, 1));
-            throw ToolError(ExitCode::UnreadableInput,
-                            "row " + std::to_string(r + 1) + ": " + what + " lies outside the " + sizeText(size) +
-                                " frame");
+            throw ToolError(ExitCode::UnreadableInput, "row " + std::to_string(r + 1) + ": " + what +
+                                                           " lies outside the " + sizeText(size) + " frame");
         }
     }
 }

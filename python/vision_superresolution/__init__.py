@@ -14,6 +14,11 @@ For a stream of frames, or to see shifts, masks and warnings, use Engine::
         outcome = engine.add(frame)
         if outcome.computed:
             show(engine.result)
+
+ReferenceEngine is the first-generation engine, also for int16 sensor counts
+and, with a two-point calibration, for counts turned into temperatures or
+radiances; bad_pixels finds a sensor's defect map in a flat-field frame, draws
+it and repairs frames with it.
 """
 import warnings
 

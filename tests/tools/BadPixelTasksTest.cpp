@@ -120,7 +120,8 @@ TEST(BadPixelTasks, BadInputEndsWithItsExitCodeAndWritesNothing) {
     } const cases[] = {
         {"min at max", findWith([](auto& o) { o.search.minValue = o.search.maxValue; }), ExitCode::Usage,
          "--min 16383 must be below --max 16383"},
-        {"span", findWith([](auto& o) { o.search.span = 1; }), ExitCode::Usage, "--span must be between 2 and 65535, got 1"},
+        {"span", findWith([](auto& o) { o.search.span = 1; }), ExitCode::Usage,
+         "--span must be between 2 and 65535, got 1"},
         {"list format", findWith([&](auto& o) { o.output = folder / "list.txt"; }), ExitCode::UnwritableOutput,
          "cannot write '" + folder / "list.txt" + "': unsupported list format (.csv, .yml, .yaml or .json)"},
         {"float frame", findWith([&](auto& o) { o.frame = folder / "float.tif"; }), ExitCode::UnreadableInput,
