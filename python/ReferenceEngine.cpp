@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <stdexcept>
+#include <string>
 #include <type_traits>
 
 namespace vorel {
@@ -51,6 +53,8 @@ Outcome ReferenceEngine::add(const short* counts) {
     Outcome outcome;
     if (!engine_->checkImageStructureQuality(cv::Mat_<short>(height_, width_, const_cast<short*>(counts))))
         outcome.code = -4;
+    // With a calibration of the frame size the frame enters the window whatever follows.
+    if (calibrationSet_) ++frameCount_;
     float value = 0.0f;
     try {
         value = engine_->processFrame2(counts, values_.data());
@@ -58,7 +62,6 @@ Outcome ReferenceEngine::add(const short* counts) {
         if (calibrationSet_) throw;
         throw std::runtime_error(std::string(error.what()) + ": call set_calibration() before adding counts");
     }
-    ++frameCount_;
     recordComputation(value, outcome);
     result_ = Result::Values;
     if (const char* warning = tools::engineWarning(outcome.code)) outcome.warning = warning;
