@@ -71,14 +71,13 @@ std::vector<std::string> Engine::registrations() {
     return names;
 }
 
-std::unique_ptr<Engine> Engine::create(const EngineOptions& requested) {
+EngineOptions resolvedOptions(const EngineOptions& requested) {
     if (requested.width < 1 || requested.height < 1)
         throw std::invalid_argument("width and height must be positive, got " + std::to_string(requested.width) +
                                     " x " + std::to_string(requested.height));
     // The engine's own check comes after its parts have sized their buffers by the window.
     if (requested.window < 1)
         throw std::invalid_argument("window must be at least 1, got " + std::to_string(requested.window));
-    const Builder builder = builderFor(requested.registration);
     EngineOptions options = requested;
     if (options.camera) {
         if (options.psfSigma) throw std::invalid_argument("give camera or psf_sigma, not both");
@@ -90,12 +89,28 @@ std::unique_ptr<Engine> Engine::create(const EngineOptions& requested) {
         options.psfSigma = vision::psfSigmaOfCameraAndLens(*options.camera);
     }
     // The default reference follows a small window, as in the vsr tool.
-    const int reference = options.reference.value_or(std::clamp(options.window - 1, 0, 3));
-    try {
-        return builder(options, reference);
-    } catch (const char* message) {  // how the engine rejects a parameter
-        throw std::invalid_argument(message);
+    if (!options.reference) options.reference = std::clamp(options.window - 1, 0, 3);
+    return options;
+}
+
+void recordComputation(float value, Outcome& outcome) {
+    if (value == -998.0f) throw std::runtime_error("the frames could not be registered");
+    if (value == -6.0f || value == -3.0f || value == -2.0f) {
+        outcome.code = static_cast<int>(value);
+    } else if (value < 0.0f) {
+        throw std::runtime_error("the minimisation failed (" + std::to_string(static_cast<int>(value)) + ")");
+    } else {
+        outcome.quality = value;
     }
+    outcome.computed = true;
+}
+
+std::unique_ptr<Engine> Engine::create(const EngineOptions& requested) {
+    const Builder builder = builderFor(requested.registration);
+    const EngineOptions options = resolvedOptions(requested);
+    std::unique_ptr<Engine> engine;
+    settingUp([&] { engine = builder(options, *options.reference); });
+    return engine;
 }
 
 Engine::Engine(const EngineOptions& options, int reference)
@@ -120,16 +135,7 @@ Outcome Engine::add(const float* frame) {
     if (repair < 0) outcome.code = repair;
     ++frameCount_;
     if (frameCount_ >= window_) {
-        const float value = computeSR_(result_.data());
-        if (value == -998.0f) throw std::runtime_error("the frames could not be registered");
-        if (value == -6.0f || value == -3.0f || value == -2.0f) {
-            outcome.code = static_cast<int>(value);
-        } else if (value < 0.0f) {
-            throw std::runtime_error("the minimisation failed (" + std::to_string(static_cast<int>(value)) + ")");
-        } else {
-            outcome.quality = value;
-        }
-        outcome.computed = true;
+        recordComputation(computeSR_(result_.data()), outcome);
         hasResult_ = true;
     }
     if (const char* warning = tools::engineWarning(outcome.code)) outcome.warning = warning;

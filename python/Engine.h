@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,24 @@ struct Outcome {
     std::string warning;           ///< the warning in words; empty for code 0
     std::optional<float> quality;  ///< the engine's quality figure (1 to 2), when known
 };
+
+/// The options with the camera turned into psfSigma and the default reference
+/// filled in; throws std::invalid_argument for a size, window or camera it rejects.
+EngineOptions resolvedOptions(const EngineOptions& requested);
+
+/// Records in `outcome` what an engine's computeSR returned: a warning code
+/// (-2, -3, -6) or the quality. Throws std::runtime_error for a failure.
+void recordComputation(float value, Outcome& outcome);
+
+/// Runs an engine's setters: their C-string texts become std::invalid_argument.
+template <class Step>
+void settingUp(Step step) {
+    try {
+        step();
+    } catch (const char* message) {
+        throw std::invalid_argument(message);
+    }
+}
 
 /// The float engine behind vsr.Engine, with the registration chosen by name,
 /// set up with the C interface's defaults. One call runs at a time; calls from

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Proprietary
 // The extension module vision_superresolution._core; the package's __init__.py
 // adds super_resolve() on top.
+#include "BadPixels.h"
 #include "BurstTools.h"
 #include "Engine.h"
+#include "ReferenceEngine.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -14,30 +16,76 @@ namespace py = pybind11;
 using vorel::python::Engine;
 using vorel::python::EngineOptions;
 using vorel::python::Outcome;
+using vorel::python::ReferenceEngine;
 
 namespace {
 
-// The engine reads the frame in place while the GIL is released, so nothing is
+// The engines read a frame in place while the GIL is released, so nothing is
 // converted here: a frame of another type, shape or layout is refused.
-const float* checkedFrame(const Engine& engine, const py::handle& frame) {
-    if (!py::isinstance<py::array>(frame))
-        throw py::type_error("frame must be a numpy array of float32, got " +
-                             std::string(py::str(py::type::of(frame).attr("__name__"))));
-    const auto array = py::reinterpret_borrow<py::array>(frame);
-    if (!py::array_t<float>::check_(array))
-        throw py::type_error("frame must be float32, got " + std::string(py::str(array.dtype())) +
-                             "; convert it with frame.astype(numpy.float32)");
+py::array arrayOf(const py::handle& object, const std::string& name, const std::string& types) {
+    if (!py::isinstance<py::array>(object))
+        throw py::type_error(name + " must be a numpy array of " + types + ", got " +
+                             std::string(py::str(py::type::of(object).attr("__name__"))));
+    return py::reinterpret_borrow<py::array>(object);
+}
+
+std::string dtypeOf(const py::array& array) { return py::str(array.dtype()); }
+
+template <class Frames>
+void requireFrameLayout(const py::array& array, const std::string& name, const Frames& engine) {
     if (array.ndim() != 2)
-        throw py::value_error("frame must be 2-D (rows x columns), got " + std::to_string(array.ndim()) + "-D");
+        throw py::value_error(name + " must be 2-D (rows x columns), got " + std::to_string(array.ndim()) + "-D");
     if (array.shape(0) != engine.height() || array.shape(1) != engine.width())
-        throw py::value_error("frame must have " + std::to_string(engine.height()) + " rows and " +
+        throw py::value_error(name + " must have " + std::to_string(engine.height()) + " rows and " +
                               std::to_string(engine.width()) + " columns, got " + std::to_string(array.shape(0)) +
                               " x " + std::to_string(array.shape(1)));
     constexpr int alignedRows = py::detail::npy_api::NPY_ARRAY_C_CONTIGUOUS_ | py::detail::npy_api::NPY_ARRAY_ALIGNED_;
     if ((array.flags() & alignedRows) != alignedRows)
-        throw py::value_error("frame must be C-contiguous and aligned; pass numpy.ascontiguousarray(frame)");
+        throw py::value_error(name + " must be C-contiguous and aligned; pass numpy.ascontiguousarray(" + name + ")");
+}
+
+const float* checkedFrame(const Engine& engine, const py::handle& frame) {
+    const py::array array = arrayOf(frame, "frame", "float32");
+    if (!py::array_t<float>::check_(array))
+        throw py::type_error("frame must be float32, got " + dtypeOf(array) +
+                             "; convert it with frame.astype(numpy.float32)");
+    requireFrameLayout(array, "frame", engine);
     return static_cast<const float*>(array.data());
 }
+
+// A height x width image of T for the reference engine, named in the messages.
+template <class T>
+cv::Mat_<T> checkedImage(const ReferenceEngine& engine, const py::handle& object, const std::string& name,
+                         const char* type) {
+    const py::array array = arrayOf(object, name, type);
+    if (!py::array_t<T>::check_(array)) throw py::type_error(name + " must be " + type + ", got " + dtypeOf(array));
+    requireFrameLayout(array, name, engine);
+    return cv::Mat_<T>(engine.height(), engine.width(), static_cast<T*>(const_cast<void*>(array.data())));
+}
+
+// A value per pixel: one number for all, or a float32 image.
+cv::Mat_<float> checkedValues(const ReferenceEngine& engine, const py::handle& object, const std::string& name) {
+    if (py::isinstance<py::array>(object)) return checkedImage<float>(engine, object, name, "float32");
+    return cv::Mat_<float>(engine.height(), engine.width(),
+                           py::cast<float>(py::float_(py::reinterpret_borrow<py::object>(object))));
+}
+
+Outcome addToReference(ReferenceEngine& engine, const py::handle& frame) {
+    const py::array array = arrayOf(frame, "frame", "float32 or int16");
+    const bool counts = py::array_t<short>::check_(array);
+    if (engine.calibrated() && !counts)
+        throw py::type_error("a calibrated engine takes int16 counts, got " + dtypeOf(array));
+    if (!counts && !py::array_t<float>::check_(array))
+        throw py::type_error("frame must be float32 or int16 counts, got " + dtypeOf(array) +
+                             "; convert it with frame.astype(numpy.float32), or numpy.int16 for counts up to 32767");
+    requireFrameLayout(array, "frame", engine);
+    const py::gil_scoped_release unlocked;
+    if (counts) return engine.add(static_cast<const short*>(array.data()));
+    return engine.add(static_cast<const float*>(array.data()));
+}
+
+bool hasResult(const Engine& engine) { return engine.hasResult(); }
+bool hasResult(const ReferenceEngine& engine) { return engine.result() != ReferenceEngine::Result::None; }
 
 py::object resultOf(const Engine& engine) {
     if (!engine.hasResult()) return py::none();
@@ -46,8 +94,24 @@ py::object resultOf(const Engine& engine) {
     return std::move(result);
 }
 
-py::object shiftsOf(Engine& engine) {
-    if (!engine.hasResult()) return py::none();
+template <class T>
+py::object copiedResult(const ReferenceEngine& engine) {
+    py::array_t<T> result({2 * engine.height(), 2 * engine.width()});
+    engine.copyResult(result.mutable_data());
+    return std::move(result);
+}
+
+py::object referenceResultOf(const ReferenceEngine& engine) {
+    switch (engine.result()) {
+        case ReferenceEngine::Result::Values: return copiedResult<float>(engine);
+        case ReferenceEngine::Result::Counts: return copiedResult<short>(engine);
+        default: return py::none();
+    }
+}
+
+template <class Frames>
+py::object shiftsOf(Frames& engine) {
+    if (!hasResult(engine)) return py::none();
     const auto shifts = engine.shifts();
     py::array_t<float> array({static_cast<py::ssize_t>(shifts.size()), py::ssize_t{2}});
     auto out = array.mutable_unchecked<2>();
@@ -58,14 +122,51 @@ py::object shiftsOf(Engine& engine) {
     return std::move(array);
 }
 
-py::object masksOf(const Engine& engine) {
-    if (!engine.hasResult()) return py::none();
+template <class Frames>
+py::object masksOf(Frames& engine) {
+    if (!hasResult(engine)) return py::none();
     const auto masks = engine.masks();
     py::array_t<unsigned char> array(
         {static_cast<py::ssize_t>(masks.size()), py::ssize_t{engine.height()}, py::ssize_t{engine.width()}});
     unsigned char* out = array.mutable_data();
     for (const auto& mask : masks) out = std::copy(mask.begin(), mask.end(), out);
     return std::move(array);
+}
+
+// The keywords both engines take.
+EngineOptions optionsOf(int width, int height, int window, const std::optional<std::string>& camera,
+                        std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
+                        std::optional<float> psfSigma, bool verbose) {
+    EngineOptions options;
+    options.width = width;
+    options.height = height;
+    options.window = window;
+    options.camera = camera;
+    options.reference = reference;
+    options.tvWeight = tvWeight;
+    options.iterations = iterations;
+    options.psfSigma = psfSigma;
+    options.verbose = verbose;
+    return options;
+}
+
+// What both engines tell about their window.
+template <class Frames>
+void addWindowProperties(py::class_<Frames>& frames) {
+    frames
+        .def_property_readonly("shifts", &shiftsOf<Frames>,
+                               "Per frame of the last reconstruction, oldest first, its (x, y) shift against\n"
+                               "the reference frame in input pixels, as a float32 array of frames x 2; None\n"
+                               "before the first result.")
+        .def_property_readonly("masks", &masksOf<Frames>,
+                               "Per frame of the window, oldest first, 1 where a pixel entered the\n"
+                               "reconstruction: a uint8 array of window x height x width; None before the\n"
+                               "first result.")
+        .def_property_readonly("frame_count", &Frames::frameCount, "Frames added so far.")
+        .def_property_readonly("width", &Frames::width)
+        .def_property_readonly("height", &Frames::height)
+        .def_property_readonly("window", &Frames::window)
+        .def_property_readonly("reference", &Frames::reference, "The reference frame, counted back from the newest.");
 }
 
 std::string describe(const Outcome& outcome) {
@@ -103,10 +204,34 @@ verbose         let the engine's timing lines through to standard output.
 Invalid values raise ValueError with the library's text. One call runs at a
 time; the GIL is released while the engine computes.)";
 
+const char* const referenceEngineDoc = R"(The first-generation super-resolution engine, also for 16-bit sensor counts.
+
+Like Engine it keeps the last ``window`` frames and, from the frame that fills
+the window on, reconstructs an image of twice the width and height, with its own
+registration (phase correlation and one sub-pixel step) and minimiser. Frames
+are float32 or int16 counts (C-contiguous, height x width); the result is
+float32 for float frames and int16, truncated, for counts.
+
+With ``calibrated=True`` the frames are non-uniformity corrected int16 counts
+that the engine turns into values (temperatures, radiances) with a two-point
+calibration per pixel, given by set_calibration() before the first frame;
+every add() then reconstructs from the frames so far and the float32 result
+is in the calibration's units.
+
+ReferenceEngine(width, height, *, window=5, camera=None, reference=None,
+                tv_weight=None, iterations=None, psf_sigma=None,
+                calibrated=False, verbose=False)
+
+The options are Engine's (reference 3 back from the newest by default, tv_weight
+400, iterations 8, psf_sigma 0.683). Invalid values raise ValueError with the
+library's text. One call runs at a time; the GIL is released while the engine
+computes.)";
+
 }  // namespace
 
 PYBIND11_MODULE(_core, m) {
     vorel::python::addBurstTools(m);
+    vorel::python::addBadPixels(m);
     m.doc() = "The super-resolution engine for numpy arrays; see vision_superresolution.";
     m.attr("__version__") = VSR_VERSION;
     m.attr("registrations") = py::tuple(py::cast(Engine::registrations()));
@@ -122,21 +247,15 @@ PYBIND11_MODULE(_core, m) {
                       "1.0 when only the reference frame was; None when not computed or after a -3 or -6.")
         .def("__repr__", &describe);
 
-    py::class_<Engine>(m, "Engine", engineDoc)
+    py::class_<Engine> engine(m, "Engine", engineDoc);
+    addWindowProperties(engine);
+    engine
         .def(py::init([](int width, int height, int window, std::string registration, std::optional<std::string> camera,
                          std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
                          std::optional<float> psfSigma, bool verbose) {
-                 EngineOptions options;
-                 options.width = width;
-                 options.height = height;
-                 options.window = window;
+                 EngineOptions options =
+                     optionsOf(width, height, window, camera, reference, tvWeight, iterations, psfSigma, verbose);
                  options.registration = std::move(registration);
-                 options.camera = std::move(camera);
-                 options.reference = reference;
-                 options.tvWeight = tvWeight;
-                 options.iterations = iterations;
-                 options.psfSigma = psfSigma;
-                 options.verbose = verbose;
                  return Engine::create(options);
              }),
              py::arg("width"), py::arg("height"), py::kw_only(), py::arg("window") = 5,
@@ -159,23 +278,58 @@ PYBIND11_MODULE(_core, m) {
         .def_property_readonly("result", &resultOf,
                                "The last reconstruction as a new float32 array of 2 * height x 2 * width;\n"
                                "None before the window was first full.")
-        .def_property_readonly("shifts", &shiftsOf,
-                               "Per frame of the window, oldest first, its (x, y) shift against the reference\n"
-                               "frame in input pixels, as a float32 array of window x 2; None before the\n"
-                               "first result.")
-        .def_property_readonly("masks", &masksOf,
-                               "Per frame of the window, oldest first, 1 where a pixel entered the\n"
-                               "reconstruction: a uint8 array of window x height x width; None before the\n"
-                               "first result.")
-        .def_property_readonly("frame_count", &Engine::frameCount, "Frames added so far.")
-        .def_property_readonly("width", &Engine::width)
-        .def_property_readonly("height", &Engine::height)
-        .def_property_readonly("window", &Engine::window)
-        .def_property_readonly("reference", &Engine::reference, "The reference frame, counted back from the newest.")
         .def_property_readonly("registration", &Engine::registration)
         .def("__repr__", [](const Engine& engine) {
             return "Engine(" + std::to_string(engine.width()) + ", " + std::to_string(engine.height()) +
                    ", window=" + std::to_string(engine.window()) + ", registration='" + engine.registration() +
                    "', frames added: " + std::to_string(engine.frameCount()) + ")";
+        });
+
+    py::class_<ReferenceEngine> referenceEngine(m, "ReferenceEngine", referenceEngineDoc);
+    addWindowProperties(referenceEngine);
+    referenceEngine
+        .def(py::init([](int width, int height, int window, std::optional<std::string> camera,
+                         std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
+                         std::optional<float> psfSigma, bool calibrated, bool verbose) {
+                 return std::make_unique<ReferenceEngine>(
+                     optionsOf(width, height, window, camera, reference, tvWeight, iterations, psfSigma, verbose),
+                     calibrated);
+             }),
+             py::arg("width"), py::arg("height"), py::kw_only(), py::arg("window") = 5, py::arg("camera") = py::none(),
+             py::arg("reference") = py::none(), py::arg("tv_weight") = py::none(), py::arg("iterations") = py::none(),
+             py::arg("psf_sigma") = py::none(), py::arg("calibrated") = false, py::arg("verbose") = false)
+        .def("add", &addToReference, py::arg("frame"),
+             "add(frame) -> Outcome\n\n"
+             "Adds a frame: a C-contiguous float32 or int16 array of height rows and width\n"
+             "columns, int16 only for a calibrated engine (TypeError for another type,\n"
+             "ValueError for another shape or layout; nothing is converted). Reconstructs\n"
+             "once the window is full, or always when calibrated. RuntimeError when the\n"
+             "library fails, or when a calibrated engine has no calibration yet.")
+        .def(
+            "set_calibration",
+            [](ReferenceEngine& engine, const py::handle& countsLow, const py::handle& valueLow,
+               const py::handle& countsHigh, const py::handle& valueHigh) {
+                if (!engine.calibrated())
+                    throw py::value_error("set_calibration() needs an engine made with calibrated=True");
+                engine.setCalibration(checkedImage<short>(engine, countsLow, "counts_low", "int16"),
+                                      checkedValues(engine, valueLow, "value_low"),
+                                      checkedImage<short>(engine, countsHigh, "counts_high", "int16"),
+                                      checkedValues(engine, valueHigh, "value_high"));
+            },
+            py::arg("counts_low"), py::arg("value_low"), py::arg("counts_high"), py::arg("value_high"),
+            "set_calibration(counts_low, value_low, counts_high, value_high)\n\n"
+            "The two-point calibration of a calibrated engine: per pixel, the int16 counts\n"
+            "of two scenes (height x width arrays) and their values, each a number for\n"
+            "all pixels or a float32 array per pixel. A pixel reads value = gain * counts +\n"
+            "offset through both points; pixels with equal counts, or a gain or offset\n"
+            "beyond +-1000, take the mean of their usable neighbours. May be called again.")
+        .def_property_readonly("result", &referenceResultOf,
+                               "The last reconstruction as a new array of 2 * height x 2 * width: float32,\n"
+                               "or int16 for uncalibrated counts; None before the first.")
+        .def_property_readonly("calibrated", &ReferenceEngine::calibrated)
+        .def("__repr__", [](const ReferenceEngine& engine) {
+            return "ReferenceEngine(" + std::to_string(engine.width()) + ", " + std::to_string(engine.height()) +
+                   ", window=" + std::to_string(engine.window()) + (engine.calibrated() ? ", calibrated=True" : "") +
+                   ", frames added: " + std::to_string(engine.frameCount()) + ")";
         });
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Proprietary
 #pragma once
 
+#include "BadPixelMaps.h"
+
 #include <opencv2/core.hpp>
 
 #include <ostream>
@@ -23,17 +25,7 @@ struct BadPixelFindOptions {
     std::string frame;   ///< a flat-field or dark frame
     std::string output;  ///< the list to write
     cv::Size rawSize;    ///< for a .raw frame
-    int minValue = 0;    ///< counts at or below are outliers
-    int maxValue = 16383;
-    int threshold = 5;  ///< a value is isolated when fewer pixels than this lie near it
-    int span = 16;      ///< how many values "near" reaches
-    int capacity = 4096;
-    int radius = 3;  ///< of the search for replacement pixels
-};
-
-struct BadPixelCounts {
-    int outliers = 0;  ///< pixels at or beyond the limits
-    int isolated = 0;  ///< pixels of values that hardly any other pixel has
+    BadPixelSearch search;
 };
 
 BadPixelCounts findBadPixels(const BadPixelFindOptions& options, std::ostream& report);

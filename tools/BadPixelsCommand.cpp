@@ -35,17 +35,20 @@ void addFind(CLI::App& badpixels) {
         ->required()
         ->type_name("LIST");
     addSizeOption(*find, "--size", options->rawSize, "frame size of a .raw frame");
-    find->add_option("--min", options->minValue, "counts at or below V are defective (default 0)")->type_name("V");
-    find->add_option("--max", options->maxValue, "counts at or above V are defective (default 16383)")
+    find->add_option("--min", options->search.minValue, "counts at or below V are defective (default 0)")
         ->type_name("V");
-    find->add_option("--threshold", options->threshold,
+    find->add_option("--max", options->search.maxValue, "counts at or above V are defective (default 16383)")
+        ->type_name("V");
+    find->add_option("--threshold", options->search.threshold,
                      "a value is isolated when fewer than N pixels lie within --span counts of it (default 5)")
         ->type_name("N");
-    find->add_option("--span", options->span, "how many counts 'near' reaches, at least 2 (default 16)")
+    find->add_option("--span", options->search.span, "how many counts 'near' reaches, at least 2 (default 16)")
         ->type_name("N");
-    find->add_option("--capacity", options->capacity, "most defective pixels expected, 1 to 65535 (default 4096)")
+    find->add_option("--capacity", options->search.capacity,
+                     "most defective pixels expected, 1 to 65535 (default 4096)")
         ->type_name("N");
-    find->add_option("--radius", options->radius, "how far replacement pixels are searched, 1 to 100 (default 3)")
+    find->add_option("--radius", options->search.radius,
+                     "how far replacement pixels are searched, 1 to 100 (default 3)")
         ->type_name("R");
     find->callback([options] { findBadPixels(*options, std::cout); });
 }

@@ -14,16 +14,21 @@ For a stream of frames, or to see shifts, masks and warnings, use Engine::
         outcome = engine.add(frame)
         if outcome.computed:
             show(engine.result)
+
+ReferenceEngine is the first-generation engine, also for int16 sensor counts
+and, with a two-point calibration, for counts turned into temperatures or
+radiances; bad_pixels finds a sensor's defect map in a flat-field frame, draws
+it and repairs frames with it.
 """
 import warnings
 
 import numpy
 
-from ._core import (Engine, Outcome, __version__, estimate_psf_sigma, find_stuck_pixels, registrations,
-                    repair_stuck_pixels)
+from ._core import (Engine, Outcome, ReferenceEngine, __version__, bad_pixels, estimate_psf_sigma, find_stuck_pixels,
+                    registrations, repair_stuck_pixels)
 
-__all__ = ["Engine", "Outcome", "registrations", "super_resolve", "find_stuck_pixels", "repair_stuck_pixels",
-           "estimate_psf_sigma", "__version__"]
+__all__ = ["Engine", "Outcome", "ReferenceEngine", "registrations", "super_resolve", "find_stuck_pixels",
+           "repair_stuck_pixels", "estimate_psf_sigma", "bad_pixels", "__version__"]
 
 
 def super_resolve(frames, *, stuck_pixels="off", **options):

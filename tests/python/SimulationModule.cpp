@@ -3,6 +3,7 @@
 // for the Python tests, so that they judge the package as the C++ tests do.
 #include "BurstSimulator.h"
 #include "QualityMetrics.h"
+#include "SyntheticSensor.h"
 #include "Upsampling.h"
 
 #include <opencv2/imgproc.hpp>
@@ -57,6 +58,19 @@ PYBIND11_MODULE(_vsr_testing, m) {
         py::arg("width"), py::arg("height"), py::arg("frames") = 5, py::arg("reference") = 1, py::arg("seed") = 1,
         py::arg("scene") = "building", py::arg("max_shift") = 1.5f, py::arg("stuck") = 0,
         "(frames, truth, shifts) of a simulated scene; truth in the reference frame's geometry.");
+    m.def(
+        "sensor",
+        [](int width, int height, int stuck, int isolated, std::uint64_t seed) {
+            const SyntheticSensor sensor({width, height}, stuck, isolated, seed);
+            py::array_t<short> frame({sensor.frame.rows, sensor.frame.cols});
+            std::copy(sensor.frame.begin(), sensor.frame.end(), frame.mutable_data());
+            py::list defects;
+            for (const auto* points : {&sensor.stuck, &sensor.isolated})
+                for (const cv::Point& p : *points) defects.append(py::make_tuple(p.x, p.y));
+            return py::make_tuple(frame, defects);
+        },
+        py::arg("width"), py::arg("height"), py::arg("stuck"), py::arg("isolated"), py::arg("seed") = 1,
+        "(flat-field int16 frame, [(x, y) of every planted defect]) of a sensor with stuck and isolated pixels.");
     m.def(
         "bicubic", [](const Image& frame) { return toArray(upsample(toMat(frame), cv::INTER_CUBIC)); },
         "cv::resize to twice the size with INTER_CUBIC.");

@@ -31,7 +31,7 @@ TEST(BadPixelTasks, FindDrawRepairRoundTripOnASyntheticSensor) {
     const tools::SyntheticSensor sensor({64, 48}, 3, 4, 21);
     writeImage(folder / "flat.png", cv::Mat_<unsigned short>(sensor.frame));
     std::ostringstream report;
-    const BadPixelFindOptions find{folder / "flat.png", folder / "list.csv", {}};
+    const BadPixelFindOptions find{folder / "flat.png", folder / "list.csv", {}, {}};
     const BadPixelCounts counts = findBadPixels(find, report);
     EXPECT_EQ(std::make_pair(counts.outliers, counts.isolated), std::make_pair(3, 4));
     const cv::Mat_<unsigned short> list = readBadPixelList(find.output);
@@ -107,7 +107,7 @@ TEST(BadPixelTasks, BadInputEndsWithItsExitCodeAndWritesNothing) {
 
     const auto findWith = [&](std::function<void(BadPixelFindOptions&)> change) {
         return [&, change] {
-            BadPixelFindOptions options{folder / "flat.png", folder / "list.csv", {}};
+            BadPixelFindOptions options{folder / "flat.png", folder / "list.csv", {}, {}};
             change(options);
             findBadPixels(options, std::cout);
         };
@@ -118,15 +118,16 @@ TEST(BadPixelTasks, BadInputEndsWithItsExitCodeAndWritesNothing) {
         ExitCode code;
         std::string message;
     } const cases[] = {
-        {"min at max", findWith([](auto& o) { o.minValue = o.maxValue; }), ExitCode::Usage,
+        {"min at max", findWith([](auto& o) { o.search.minValue = o.search.maxValue; }), ExitCode::Usage,
          "--min 16383 must be below --max 16383"},
-        {"span", findWith([](auto& o) { o.span = 1; }), ExitCode::Usage, "--span must be between 2 and 65535, got 1"},
+        {"span", findWith([](auto& o) { o.search.span = 1; }), ExitCode::Usage,
+         "--span must be between 2 and 65535, got 1"},
         {"list format", findWith([&](auto& o) { o.output = folder / "list.txt"; }), ExitCode::UnwritableOutput,
          "cannot write '" + folder / "list.txt" + "': unsupported list format (.csv, .yml, .yaml or .json)"},
         {"float frame", findWith([&](auto& o) { o.frame = folder / "float.tif"; }), ExitCode::UnreadableInput,
          "cannot read '" + folder / "float.tif" +
              "': it holds CV_32FC1 values; bad pixels are found and repaired on 16-bit counts"},
-        {"capacity", findWith([](auto& o) { o.capacity = 3; }), ExitCode::Reconstruction,
+        {"capacity", findWith([](auto& o) { o.search.capacity = 3; }), ExitCode::Reconstruction,
          "more than 3 defective pixels; raise --capacity (at most 65535)"},
         {"pixel outside",
          [&] {
