@@ -47,7 +47,13 @@ public:
     /// window unprepared: computeSR answers -998 until it has left.
     int addFrame(const float* frame);
     int addFrame(const cv::Mat_<float>& frame);
-    void clearFrames() { frameCount = 0; }
+    /// Empties the window; the buffers keep their contents, the registration's
+    /// slots and the defect maps start again with the next frame.
+    void clearFrames() {
+        frameCount = 0;
+        registration.clearFrames();
+        badPixelHandling.clearDefectMaps();
+    }
 
     /// Reconstructs from the window into `out` (outputWidth x outputHeight floats).
     float computeSR(float* out);

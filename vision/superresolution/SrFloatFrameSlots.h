@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 namespace vorel {
@@ -35,6 +36,11 @@ public:
         for (int k = 0; k < n; ++k)
             if (!prepared_[k]) return false;
         return true;
+    }
+    /// Back to an empty window.
+    void clear() {
+        std::fill(prepared_.begin(), prepared_.end(), 0);
+        count_ = 0;
     }
     /// Slots taken so far, at most the window.
     int count() const { return count_; }

@@ -44,6 +44,12 @@ public:
     /// the slots stay in step with the engine's window. A registration over a
     /// window that still holds such a slot fails with -10.
     void skipFrame();
+    /// Empties the window slots and the last shifts, with the engine's window;
+    /// the buffers are kept.
+    void clearFrames() {
+        slots.clear();
+        completeShifts.clear();
+    }
 
     /// Registers frames[0..n-1] (window slot order) against frame `ref` and returns
     /// 0 with the sub-pixel remainders in `shifts`, the validity masks in `masks`

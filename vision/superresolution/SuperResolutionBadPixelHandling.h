@@ -46,6 +46,8 @@ public:
     /// Debugging aid: paints marker 129 red and marker 130 blue into `picture`.
     void colorBadPixel(const cv::Mat_<float>& image, cv::Mat_<cv::Vec<unsigned char, 3>>& picture) const;
 
+    /// Forgets the defect maps, with the engine's window.
+    void clearDefectMaps() { defectMaps.clear(); }
     /// Defect maps of the recent frames, oldest first.
     const std::vector<cv::Mat_<unsigned char>>& getDefectMaps() const { return defectMaps; }
 

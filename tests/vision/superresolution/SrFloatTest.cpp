@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
+#include "vision/superresolution/reference/SuperResolution.h"
 
 #include "BurstSimulator.h"
 #include "tests/support/NoiselessBurst.h"
@@ -161,6 +162,31 @@ TEST(SrFloat, WindowSlidesInAgeOrder) {
         EXPECT_EQ(SrFloatInspector::slot(engine, slot)[100], base(100) + 10.0f * (slot + 3)) << slot;
     engine.clearFrames();
     EXPECT_EQ(engine.getFrameCount(), 0);
+}
+
+// Three frames after a full window: the registration's slots and the defect maps
+// must start again with the window, or old pyramids and maps meet new frames.
+template <class Engine>
+void expectClearedWindowLikeANewEngine() {
+    Engine used(width, height, 5, 2.0f), fresh(width, height, 5, 2.0f);
+    const auto frames = burst({{0.5f, 0.25f}, {0.0f, 0.0f}, {-0.25f, 0.5f}});
+    CoutCapture quiet;
+    std::vector<float> expected(used.getOutputSize()), actual(used.getOutputSize());
+    for (const auto& frame : burst(subPixelShifts)) used.addFrame(frame[0]);
+    used.computeSR(actual.data());
+    used.clearFrames();
+    for (const auto& frame : frames) {
+        used.addFrame(frame[0]);
+        fresh.addFrame(frame[0]);
+    }
+    EXPECT_EQ(used.computeSR(actual.data()), fresh.computeSR(expected.data()));
+    EXPECT_EQ(actual, expected);
+}
+
+TEST(SrFloat, ClearedWindowReconstructsLikeANewEngine) {
+    expectClearedWindowLikeANewEngine<SrFloat<SrFloatRegistration2>>();
+    expectClearedWindowLikeANewEngine<SrFloat<SrFloatRegistration1>>();
+    expectClearedWindowLikeANewEngine<SuperResolution>();
 }
 
 TEST(SrFloat, ReferenceCountsBackFromTheNewestFrame) {

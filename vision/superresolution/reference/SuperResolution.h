@@ -72,7 +72,12 @@ public:
     template <typename T>
     float computeSR(T* out);
 
-    void clearFrames() { frameCount = 0; }
+    /// Empties the window; the buffers keep their contents, the defect maps start
+    /// again with the next frame.
+    void clearFrames() {
+        frameCount = 0;
+        badPixelHandling.clearDefectMaps();
+    }
 
     /// Two-point calibration per pixel from counts and radiances of two scenes.
     /// Pixels with equal counts, and gains or offsets outside (-1000, 1000), take
