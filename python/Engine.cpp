@@ -29,6 +29,7 @@ public:
         engine_.setRelativeResidue(0.007f);
         if (options.iterations) engine_.setMaxCGIters(*options.iterations);
         if (options.psfSigma) engine_.setPsfSigma(*options.psfSigma);
+        engine_.setThreadCount(options.threads);
     }
 
 private:

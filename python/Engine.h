@@ -25,6 +25,7 @@ struct EngineOptions {
     std::optional<int> iterations;      ///< 8
     std::optional<float> psfSigma;      ///< 0.683 high-resolution pixels
     bool verbose = false;               ///< let the engine's timing lines through to stdout
+    int threads = 1;                    ///< threads per reconstruction, the caller's included
 };
 
 /// What one added frame led to.

@@ -186,7 +186,7 @@ twice the width and height, available as ``result``.
 
 Engine(width, height, *, window=5, registration="corners", camera=None,
        reference=None, tv_weight=None, iterations=None, psf_sigma=None,
-       verbose=False)
+       threads=1, verbose=False)
 
 width, height   frame size in pixels.
 window          frames per reconstruction.
@@ -199,6 +199,8 @@ tv_weight       weight of the total-variation term (>= 1); default 400.
 iterations      most conjugate-gradient iterations (>= 1); default 8.
 psf_sigma       sigma of the sensor blur in output pixels (> 0); default 0.683.
                 Give either camera or psf_sigma.
+threads         threads per reconstruction, the caller's included (>= 1);
+                the result is the same, bit for bit, for every count.
 verbose         let the engine's timing lines through to standard output.
 
 Invalid values raise ValueError with the library's text. One call runs at a
@@ -252,16 +254,17 @@ PYBIND11_MODULE(_core, m) {
     engine
         .def(py::init([](int width, int height, int window, std::string registration, std::optional<std::string> camera,
                          std::optional<int> reference, std::optional<float> tvWeight, std::optional<int> iterations,
-                         std::optional<float> psfSigma, bool verbose) {
+                         std::optional<float> psfSigma, int threads, bool verbose) {
                  EngineOptions options =
                      optionsOf(width, height, window, camera, reference, tvWeight, iterations, psfSigma, verbose);
                  options.registration = std::move(registration);
+                 options.threads = threads;
                  return Engine::create(options);
              }),
              py::arg("width"), py::arg("height"), py::kw_only(), py::arg("window") = 5,
              py::arg("registration") = "corners", py::arg("camera") = py::none(), py::arg("reference") = py::none(),
              py::arg("tv_weight") = py::none(), py::arg("iterations") = py::none(), py::arg("psf_sigma") = py::none(),
-             py::arg("verbose") = false)
+             py::arg("threads") = 1, py::arg("verbose") = false)
         .def(
             "add",
             [](Engine& engine, const py::handle& frame) {

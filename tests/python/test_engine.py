@@ -67,6 +67,7 @@ def test_add_refuses_frames_it_would_have_to_convert(frame, error, message):
     (dict(reference=5), "Invalid reference index specified."),
     (dict(tv_weight=0.5), "Invalid total-variation term weight specified."),
     (dict(iterations=0), "Invalid maximum number of iterations specified."),
+    (dict(threads=0), "Invalid number of threads specified."),
     (dict(psf_sigma=0.0), "Invalid standard deviation of the sensor psf specified."),
     (dict(window=0), "window must be at least 1, got 0"),
     (dict(width=0), "width and height must be positive, got 0 x 48"),
@@ -85,12 +86,13 @@ def test_super_resolve_refuses_a_burst_shorter_than_the_window(burst):
         vsr.super_resolve(burst[0][:3], window=5)
 
 
-def test_result_unchanged_by_memory_layout_after_conversion(burst):
+def test_result_unchanged_by_memory_layout_or_threads(burst):
     frames = burst[0]
     expected = vsr.super_resolve(frames)
     converted = [np.ascontiguousarray(np.asfortranarray(frame)) for frame in frames]
     np.testing.assert_array_equal(vsr.super_resolve(converted), expected)
     np.testing.assert_array_equal(vsr.super_resolve(np.stack(frames)), expected)
+    np.testing.assert_array_equal(vsr.super_resolve(frames, threads=2), expected)
 
 
 def test_camera_sets_the_blur_as_the_c_interface_does(burst):
