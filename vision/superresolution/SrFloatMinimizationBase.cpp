@@ -28,16 +28,17 @@ float erfApproximation(float x) {
     return x > 0.0f ? r : -r;
 }
 
-// Double-precision dot product over float data. Eight partial sums keep the
-// loop vectorised.
-double dot(const float* a, const float* b, int n) {
+// Sum of term(i) over [0, n) in double precision. Eight partial sums keep the
+// loop vectorised; `term` may also update the element it reads.
+template <class Term>
+double eightLaneSum(int n, Term term) {
     double partial[8] = {};
     int i = 0;
     for (; i + 8 <= n; i += 8)
-        for (int lane = 0; lane < 8; ++lane) partial[lane] += static_cast<double>(a[i + lane]) * b[i + lane];
+        for (int lane = 0; lane < 8; ++lane) partial[lane] += term(i + lane);
     double sum = ((partial[0] + partial[4]) + (partial[1] + partial[5])) +
                  ((partial[2] + partial[6]) + (partial[3] + partial[7]));
-    for (; i < n; ++i) sum += static_cast<double>(a[i]) * b[i];
+    for (; i < n; ++i) sum += term(i);
     return sum;
 }
 
@@ -367,27 +368,42 @@ double SrFloatMinimizationBase<Convolution, Mask>::dotByRows(const float* a, con
 
 template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::dotRows(const float* a, const float* b, int firstRow, int endRow) {
-    for (int r = firstRow; r < endRow; ++r) rowSums[r] = dot(a + r * fullWidth, b + r * fullWidth, fullWidth);
+    for (int row = firstRow; row < endRow; ++row) {
+        const float* x = a + row * fullWidth;
+        const float* y = b + row * fullWidth;
+        rowSums[row] = eightLaneSum(fullWidth, [&](int i) { return static_cast<double>(x[i]) * y[i]; });
+    }
 }
 
 // residual = rhs - residual and direction = residual; the rows' sums of residual squared.
 template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::startResidualRows(int firstRow, int endRow) {
-    for (int i = firstRow * fullWidth; i < endRow * fullWidth; ++i) {
-        residual[i] = rhs[i] - residual[i];
-        direction[i] = residual[i];
+    for (int row = firstRow; row < endRow; ++row) {
+        const float* b = rhs + row * fullWidth;
+        float* r = residual + row * fullWidth;
+        float* p = direction + row * fullWidth;
+        rowSums[row] = eightLaneSum(fullWidth, [&](int i) {
+            r[i] = b[i] - r[i];
+            p[i] = r[i];
+            return static_cast<double>(r[i]) * r[i];
+        });
     }
-    dotRows(residual, residual, firstRow, endRow);
 }
 
 // estimate += alpha direction and residual -= alpha product; the rows' sums of residual squared.
 template <class Convolution, typename Mask>
 void SrFloatMinimizationBase<Convolution, Mask>::updateRows(float alpha, int firstRow, int endRow) {
-    for (int i = firstRow * fullWidth; i < endRow * fullWidth; ++i) {
-        estimate[i] += alpha * direction[i];
-        residual[i] -= alpha * product[i];
+    for (int row = firstRow; row < endRow; ++row) {
+        const float* p = direction + row * fullWidth;
+        const float* q = product + row * fullWidth;
+        float* x = estimate + row * fullWidth;
+        float* r = residual + row * fullWidth;
+        rowSums[row] = eightLaneSum(fullWidth, [&](int i) {
+            x[i] += alpha * p[i];
+            r[i] -= alpha * q[i];
+            return static_cast<double>(r[i]) * r[i];
+        });
     }
-    dotRows(residual, residual, firstRow, endRow);
 }
 
 template <class Convolution, typename Mask>
