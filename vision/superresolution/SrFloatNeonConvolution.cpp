@@ -22,9 +22,10 @@ namespace {
 constexpr int kMaxTaps = 16;
 constexpr int kPadding = kMaxTaps;
 
-// The work matrix holds the widened masked frame and one widened, zero-padded work row at least.
+// The work matrix holds the masked frame, one work row and that row widened and
+// zero-padded, at least.
 int workRows(int width, int height, int kernelHeight, int lowWidth, int lowHeight) {
-    const int needed = 2 * lowWidth * (lowHeight + 1) + 2 * kPadding;
+    const int needed = lowWidth * (lowHeight + 1) + 2 * lowWidth + 2 * kPadding;
     const int columns = std::max(width, 1);
     return std::max(height + kernelHeight - 1, (needed + columns - 1) / columns);
 }
@@ -154,28 +155,22 @@ VOREL_DISPATCH_AVX2 void SrFloatNeonConvolution::addFullConvFromSparseRows(const
     backProject<true>(in, kernelX, kernelY, mask, out, firstRow, endRow);
 }
 
-// The masked frame is widened once, each sample to (a, a), with vdup_n_f32 and
-// vcombine_f32; the vertical pass, being linear, keeps its rows widened. Then
-// row by row: the vertical taps that reach full-size row r make one widened work
-// row, which the horizontal pass spreads into row r while it is in cache.
+// The masked frame first; then row by row: the vertical taps that reach
+// full-size row r make one work row, which is widened, each sample to (a, a)
+// with vdup_n_f32 and vcombine_f32, and spread by the horizontal pass into row r
+// while it is in cache.
 template <bool Accumulate>
 void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const float* mask,
                                          float* out, int firstRow, int endRow) {
-    const int span = 2 * lowWidth;  // a widened row
+    const int lowSize = lowWidth * lowHeight;
     float* masked = workData;
-    for (int i = 0; i < lowHeight; ++i) {
-        const float* source = in + static_cast<std::size_t>(i) * lowWidth;
-        const float* keep = mask + static_cast<std::size_t>(i) * lowWidth;
-        float* target = masked + static_cast<std::size_t>(i) * span;
-        int j = 0;
-        for (; j + 2 <= lowWidth; j += 2) {
-            const float a = source[j] * keep[j], b = source[j + 1] * keep[j + 1];
-            vst1q_f32(target + 2 * j, vcombine_f32(vdup_n_f32(a), vdup_n_f32(b)));
-        }
-        if (j < lowWidth) target[2 * j] = target[2 * j + 1] = source[j] * keep[j];
-    }
+    int p = 0;
+    for (; p + 4 <= lowSize; p += 4) vst1q_f32(masked + p, vmulq_f32(vld1q_f32(in + p), vld1q_f32(mask + p)));
+    for (; p < lowSize; ++p) masked[p] = in[p] * mask[p];
 
-    float* widened = masked + static_cast<std::size_t>(lowHeight) * span + kPadding;
+    float* combined = masked + lowSize;
+    const int span = 2 * lowWidth;  // a widened row
+    float* widened = combined + lowWidth + kPadding;
     std::fill(widened - kPadding, widened, 0.0f);
     std::fill(widened + span, widened + span + kPadding, 0.0f);
 
@@ -194,7 +189,7 @@ void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, 
         // Low-resolution row i feeds row 2i + t: taps t of r's parity with 0 <= (r - t) / 2 < h, ascending.
         int terms = 0;
         for (int t = std::max(r % 2, r - 2 * (lowHeight - 1)); t < std::min(kernelHeight, r + 1); t += 2) {
-            rows[terms] = masked + static_cast<std::size_t>((r - t) / 2) * span;
+            rows[terms] = masked + static_cast<std::size_t>((r - t) / 2) * lowWidth;
             taps[terms++] = kernelY[t];
         }
         float* outRow = out + static_cast<std::size_t>(r) * fullWidth;
@@ -202,7 +197,11 @@ void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, 
             if (!Accumulate) std::fill(outRow, outRow + fullWidth, 0.0f);
             continue;
         }
-        combineRows(rows, taps, terms, span, widened);
+        combineRows(rows, taps, terms, lowWidth, combined);
+        int j = 0;
+        for (; j + 2 <= lowWidth; j += 2)
+            vst1q_f32(widened + 2 * j, vcombine_f32(vdup_n_f32(combined[j]), vdup_n_f32(combined[j + 1])));
+        if (j < lowWidth) widened[2 * j] = widened[2 * j + 1] = combined[j];
         spreadRow<Accumulate>(widened, pairs, pairCount, kernelX, kernelWidth, fullWidth, outRow);
     }
 }
