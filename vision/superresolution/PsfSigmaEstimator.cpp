@@ -18,7 +18,7 @@ constexpr int kMinKept = 5;      // edges the median must rest on
 constexpr int kReach = 3;        // input pixels searched around an edge in each frame
 constexpr float kAcross = 2.5f;  // input pixels sampled across an edge
 constexpr float kAlong = 0.7f;   // and along it
-constexpr float kEngineBias = 0.92f;
+constexpr float kEngineBias = 0.06f;  // high-resolution pixels
 constexpr float kMinWidth = 0.3f;  // narrower gives the engine almost the same kernel
 
 // The engine's settings as the C interface sets them, for the registration.
@@ -116,7 +116,7 @@ PsfSigmaEstimator::Status PsfSigmaEstimator::estimate(const float* const* burst,
     // A sharp edge seen through the engine's kernel for width w spreads with
     // variance w^2 + 1/12: the kernel integrates over one output pixel.
     const float spread = kFactor * middle->second;
-    sigma = std::max(kMinWidth, kEngineBias * std::sqrt(std::max(spread * spread - 1.0f / 12.0f, 0.0f)));
+    sigma = std::max(kMinWidth, std::sqrt(std::max(spread * spread - 1.0f / 12.0f, 0.0f)) - kEngineBias);
     edgeCount = kept;
     return Status::Estimated;
 }
