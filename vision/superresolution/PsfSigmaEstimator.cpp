@@ -139,7 +139,7 @@ void PsfSigmaEstimator::findEdges_(const float* reference) {
     for (int y = 2; y < height - 2; ++y)
         for (int x = 2; x < width - 2; ++x) {
             const float strength = magnitude(x, y);
-            if (!(strength > 0.0f)) continue;  // flat, or NaN nearby
+            if (!(strength > 0.0f) || !std::isfinite(strength)) continue;  // flat, or NaN or infinity nearby
             const float normalX = gradientX(y, x) / strength, normalY = gradientY(y, x) / strength;
             const int stepX = static_cast<int>(std::lround(normalX)), stepY = static_cast<int>(std::lround(normalY));
             if (strength >= magnitude(x + stepX, y + stepY) && strength > magnitude(x - stepX, y - stepY))
