@@ -105,14 +105,16 @@ void addBurstTools(py::module_& module) {
             if (status == vision::PsfSigmaEstimator::Status::TooFewFrames)
                 throw py::value_error("no blur estimate: too few frames (4 needed)");
             if (status == vision::PsfSigmaEstimator::Status::TooFlat)
-                throw py::value_error("no blur estimate: the frames could not be registered");
+                throw py::value_error(
+                    "no blur estimate: the frames could not be registered or show too few clean edges");
             return estimator.getSigma();
         },
         py::arg("burst"), py::arg("reference") = 3,
         "estimate_psf_sigma(burst, reference=3) -> float\n\n"
-        "The sensor blur in output pixels that best predicts frames held out of the\n"
-        "reconstruction. Reliable on scenes with many edges; ValueError when the burst\n"
-        "is too short or cannot be registered.");
+        "The sensor blur in output pixels, measured from how far the scene's sharpest\n"
+        "edges spread across the registered frames. Needs a scene with some straight\n"
+        "edges; ValueError when the burst is too short, cannot be registered or shows\n"
+        "too few clean edges.");
 }
 
 }  // namespace python

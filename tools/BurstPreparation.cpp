@@ -88,7 +88,8 @@ void BurstPreparation::estimateBlur_(const std::vector<cv::Mat_<float>>& frames)
             break;
         case PsfSigmaEstimator::Status::TooFlat:
             std::snprintf(text, sizeof text,
-                          "blur: not estimated: the frames are too flat to register; using the default %.3g",
+                          "blur: not estimated: the frames are too flat to register or show too few clean edges; "
+                          "using the default %.3g",
                           estimator.getSigma());
             break;
     }

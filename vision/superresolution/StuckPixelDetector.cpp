@@ -27,6 +27,8 @@ constexpr int kMaxRange = 12;
 constexpr float kMaxSpread = 0.25f;
 // How far a defect must stand out beyond the typical deviation of its neighbours.
 constexpr float kIsolation = 4.0f;
+// Farthest a stuck pixel's reading may lie from its median over the frames, in noise units.
+constexpr float kMaxReadingChange = 4.0f;
 
 // Offset of the vertex of the parabola through (-1, a), (0, b), (1, c), within +-0.5.
 float vertex(double a, double b, double c) {
@@ -129,7 +131,7 @@ StuckPixelDetector::Status StuckPixelDetector::detect(const std::vector<cv::Mat_
 // its median residual beyond `limit`, with that sign and size in `required`
 // frames, and steady: a defect stands out by about the same amount in every
 // frame, while scene detail that merely has the same sign comes and goes as the
-// scene moves.
+// scene moves. Needs `noise`.
 bool StuckPixelDetector::evaluate_(int index, int n, float limit, int required) {
     float* values = samples.data();
     int count = 0;
@@ -155,7 +157,16 @@ bool StuckPixelDetector::evaluate_(int index, int n, float limit, int required) 
         values[count++] = std::fabs(r - median);
         agreeing += r * sign > limit;
     }
-    candidates[index] = agreeing >= required && medianOf(values, count) <= kMaxSpread * std::fabs(median);
+    if (agreeing < required || medianOf(values, count) > kMaxSpread * std::fabs(median)) return false;
+    // And the reading itself stays: scene detail that stands out as steadily (a
+    // small warm blob, a spoke lying along the motion) changes its reading as it moves.
+    count = 0;
+    for (int k = 0; k < n; ++k)
+        if (std::isfinite(frameList[k][index])) values[count++] = frameList[k][index];
+    const float reading = medianOf(values, count);
+    float largest = 0.0f;
+    for (int i = 0; i < count; ++i) largest = std::max(largest, std::fabs(values[i] - reading));
+    candidates[index] = largest <= kMaxReadingChange * noise;
     return candidates[index] != 0;
 }
 
