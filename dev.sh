@@ -21,7 +21,7 @@ OPTIONAL_PACKAGES=(libopencv-superres-dev libfftw3-dev)
 # packages beside the native ones. Not libopencv-dev:arm64: it would replace the native
 # libopencv-dev; the module packages install side by side (cmake/aarch64-linux-gnu.cmake).
 AARCH64_PACKAGES=(crossbuild-essential-arm64 qemu-user libopencv-core-dev:arm64 libopencv-imgproc-dev:arm64
-  libopencv-video-dev:arm64 libgtest-dev:arm64)
+  libopencv-video-dev:arm64 libgtest-dev:arm64 libc6:arm64)
 JOBS=$(nproc 2>/dev/null || echo 2)
 
 missing_packages() {

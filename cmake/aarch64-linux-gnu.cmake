@@ -7,7 +7,10 @@ set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
+# The programs load the multi-architecture C library (libc6:arm64, which the
+# :arm64 packages bring): the cross toolchain's own copy hangs in pthread_create
+# under this qemu.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /)
 
 # Libraries and packages for the target only: its multi-architecture directories.
 set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu /usr/lib/aarch64-linux-gnu /)
