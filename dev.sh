@@ -87,9 +87,10 @@ build() {
   cmake --build "$dir" -j "$JOBS" ${TARGET:+--target "$TARGET"}
 }
 
+# A test that hangs fails after 10 minutes instead of holding up the run.
 run_tests() {
   local dir=$1; shift
-  ctest --test-dir "$dir" --output-on-failure -j "$JOBS" "$@"
+  ctest --test-dir "$dir" --output-on-failure --timeout 600 -j "$JOBS" "$@"
 }
 
 # Runs one harness from its seeds in fuzz/corpus/ plus what earlier runs found in
@@ -126,7 +127,7 @@ case "$command" in
       cmake --build build-tsan -j "$JOBS" --target superresolution_tests api_tests
       # OpenCV is not instrumented: its own workers would only add noise, so it runs on the caller.
       OPENCV_FOR_THREADS_NUM=1 TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
-        ctest --test-dir build-tsan --output-on-failure -j "$JOBS" -R 'Thread'
+        ctest --test-dir build-tsan --output-on-failure --timeout 600 -j "$JOBS" -R 'Thread'
     elif [ "${1:-}" = "--aarch64" ]; then
       # The library and its tests: the tool and its tests need OpenCV's codecs, which stay native.
       deps_aarch64
