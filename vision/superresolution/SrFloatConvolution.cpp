@@ -316,15 +316,27 @@ void SrFloatConvolution::backProjectRow(int r, const float* kernelX, const float
     }
 }
 
+// Low row i feeds full-size rows kRowStep * i + t for the taps t.
+void SrFloatConvolution::lowRowsReaching(int firstRow, int endRow, int kernelHeight, int lowHeight, int* first,
+                                         int* end) {
+    *first = (std::max(0, firstRow - kernelHeight + 1) + kRowStep - 1) / kRowStep;
+    *end = std::max(*first, std::min(lowHeight, (endRow + kRowStep - 1) / kRowStep));
+}
+
 // Row by row, so that every intermediate is one row that stays in cache. The
 // work matrix holds the masked frame, the zero-padded spread row and phase rows.
 template <bool Accumulate, bool Phased>
 void SrFloatConvolution::backProject(const float* in, const float* kernelX, const float* kernelY, const char* mask,
                                      float* out, int firstRow, int endRow) {
     const int lowWidth = static_cast<int>(width / factor);
-    const int lowSize = lowWidth * static_cast<int>(height / factor);
+    const int lowHeight = static_cast<int>(height / factor);
+    const int lowSize = lowWidth * lowHeight;
     float* masked = workData;
-    for (int p = 0; p < lowSize; ++p) masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
+    // Only the rows that reach the band: bands on separate threads mask no row twice over.
+    int firstLow = 0, endLow = 0;
+    lowRowsReaching(firstRow, endRow, kernelHeight, lowHeight, &firstLow, &endLow);
+    for (int p = firstLow * lowWidth; p < endLow * lowWidth; ++p)
+        masked[p] = static_cast<float>(static_cast<signed char>(mask[p])) * in[p];
     float* spread = paddedRow(masked + lowSize);
     float* phases = spread + phaseOffsets[1];
     for (int r = firstRow; r < endRow; ++r) {

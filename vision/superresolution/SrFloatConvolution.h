@@ -64,6 +64,9 @@ public:
     /// Mean of the (2r+1) x (2r+1) window, cut at the image edges (the divisor is
     /// the number of samples inside), O(1) per pixel with running sums. `dst` is
     /// reallocated only if it is not a float image of src's size.
+    /// The low-resolution rows [*first, *end) of a frame of `lowHeight` rows that
+    /// reach full-size rows [firstRow, endRow) through `kernelHeight` vertical taps.
+    static void lowRowsReaching(int firstRow, int endRow, int kernelHeight, int lowHeight, int* first, int* end);
     static void blurImageMeanFilter(cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst);
 
 private:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Proprietary
 #include "vision/superresolution/SrFloatNeonConvolution.h"
 
+#include "vision/superresolution/SrFloatConvolution.h"
+
 #include "vorel/Dispatch.h"
 
 #include <algorithm>
@@ -164,9 +166,11 @@ void SrFloatNeonConvolution::backProject(const float* in, const float* kernelX, 
                                          float* out, int firstRow, int endRow) {
     const int lowSize = lowWidth * lowHeight;
     float* masked = workData;
-    int p = 0;
-    for (; p + 4 <= lowSize; p += 4) vst1q_f32(masked + p, vmulq_f32(vld1q_f32(in + p), vld1q_f32(mask + p)));
-    for (; p < lowSize; ++p) masked[p] = in[p] * mask[p];
+    int firstLow = 0, endLow = 0;
+    SrFloatConvolution::lowRowsReaching(firstRow, endRow, kernelHeight, lowHeight, &firstLow, &endLow);
+    int p = firstLow * lowWidth;
+    for (; p + 4 <= endLow * lowWidth; p += 4) vst1q_f32(masked + p, vmulq_f32(vld1q_f32(in + p), vld1q_f32(mask + p)));
+    for (; p < endLow * lowWidth; ++p) masked[p] = in[p] * mask[p];
 
     float* combined = masked + lowSize;
     const int span = 2 * lowWidth;  // a widened row
